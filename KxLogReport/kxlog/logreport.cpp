@@ -1,0 +1,150 @@
+#include "kxlog/logreport.h"
+
+namespace logreport {
+
+namespace {
+
+const QLatin1String kReportTag("kx_log");
+
+QString clientDescription(int clientType)
+{
+    switch (clientType) {
+    case 0:
+    case 3:
+        return QStringLiteral("kx_client");
+    case kSignalClient:
+        return QStringLiteral("signal_client");
+    case kMediaClient:
+        return QStringLiteral("media_client");
+    default:
+        return QString();
+    }
+}
+
+QString reportTitle(int clientType, int reconnectCount)
+{
+    if (reconnectCount <= 0)
+        return QStringLiteral("kx_error");
+    // The service knows the client type as one byte; the title follows what it sees.
+    switch (static_cast<unsigned char>(clientType)) {
+    case kSignalClient:
+        return QStringLiteral("signal_reconnect");
+    case kMediaClient:
+        return QStringLiteral("media_reconnect");
+    default:
+        return QString();
+    }
+}
+
+} // namespace
+
+bool isReportMessage(const QString &message)
+{
+    return message.contains(kReportTag);
+}
+
+Message parseMessage(const QString &message)
+{
+    Message result;
+    result.text = message;
+    result.text.remove(kReportTag);
+    // The order is part of the format: each marker is looked for in what the ones before it left.
+    result.uploadSpeed =
+        takeMarkedInt(result.text, QStringLiteral("$#$"), QStringLiteral("upload speed:%1KB/s"));
+    result.downloadSpeed =
+        takeMarkedInt(result.text, QStringLiteral("#$#"), QStringLiteral("download speed:%1KB/s"));
+    result.clientType = takeMarkedInt(result.text, QStringLiteral("$$"), QString());
+    result.reconnectCount = takeMarkedInt(result.text, QStringLiteral("@@"), QStringLiteral("count:%1"));
+    result.clientDescription = clientDescription(result.clientType);
+    result.title = reportTitle(result.clientType, result.reconnectCount);
+    // Undoes the escaping that the debug stream applies to quoted text.
+    result.text.remove(QLatin1String("\\n"));
+    result.text.remove(QLatin1Char('\\'));
+    return result;
+}
+
+QString recordText(const QString &head, const QString &location, const Message &message)
+{
+    return head + location + message.clientDescription + QStringLiteral("   ") + message.title + QStringLiteral("  ")
+           + message.text + QStringLiteral("\r\n");
+}
+
+int takeMarkedInt(QString &text, const QString &marker, const QString &format)
+{
+    const int start = text.indexOf(marker);
+    if (start < 0)
+        return 0;
+    const int valueStart = start + marker.size();
+    const int valueEnd = text.indexOf(marker, valueStart);
+    const int value = text.mid(valueStart, valueEnd < 0 ? -1 : valueEnd - valueStart).toInt();
+
+    const int end = text.lastIndexOf(marker) + marker.size();
+    text.replace(start, end - start, format.isEmpty() ? QString() : format.arg(value));
+    return value;
+}
+
+unsigned char reportLevel(QtMsgType type)
+{
+    // Not in the order of severity: these are the service's own numbers.
+    switch (type) {
+    case QtDebugMsg:
+        return 2;
+    case QtWarningMsg:
+        return 4;
+    case QtCriticalMsg:
+        return 5;
+    case QtFatalMsg:
+        return 0;
+    case QtInfoMsg:
+        return 1;
+    }
+    return 0;
+}
+
+QJsonObject reportDocument(const Report &report)
+{
+    return QJsonObject{
+        {QStringLiteral("Level"), report.level},
+        {QStringLiteral("CType"), report.clientType},
+        {QStringLiteral("Trigger"), report.trigger},
+        {QStringLiteral("AppKey"), report.appKey},
+        {QStringLiteral("RoomId"), report.roomId},
+        {QStringLiteral("CDesc"), report.clientDescription},
+        {QStringLiteral("Device"), report.device},
+        {QStringLiteral("SVer"), report.serviceVersion},
+        {QStringLiteral("CVer"), report.clientVersion},
+        {QStringLiteral("OS"), report.system},
+        {QStringLiteral("ProdDesc"), report.clientName},
+        {QStringLiteral("UserSid"), report.userId},
+        {QStringLiteral("LogTitle"), report.title},
+        {QStringLiteral("LogData"), report.data},
+        {QStringLiteral("Server"), report.server},
+        {QStringLiteral("CIP"), report.clientAddress},
+        {QStringLiteral("VUpload"), report.uploadSpeed},
+        {QStringLiteral("VDownload"), report.downloadSpeed},
+        {QStringLiteral("ReconnCnt"), report.reconnectCount},
+        {QStringLiteral("Timestamp"), report.timestamp},
+        {QStringLiteral("ElapsedTime"), report.elapsedSeconds},
+    };
+}
+
+QJsonObject errorDocument(const QString &roomSdkId, const QString &userId, int role, const QString &userName,
+                          const QString &message, qint64 type)
+{
+    QJsonObject document;
+    if (!roomSdkId.isEmpty())
+        document.insert(QStringLiteral("room_sdk_id"), roomSdkId);
+    document.insert(QStringLiteral("namespace"), QStringLiteral("kavri"));
+    document.insert(QStringLiteral("message"), message);
+    if (role >= 0)
+        document.insert(QStringLiteral("role"), role);
+    if (!userId.isEmpty())
+        document.insert(QStringLiteral("user_id"), userId);
+    if (!userName.isEmpty())
+        document.insert(QStringLiteral("username"), userName);
+    document.insert(QStringLiteral("type"), type);
+    document.insert(QStringLiteral("sdk"), QStringLiteral("5"));
+    return document;
+}
+
+} // namespace logreport

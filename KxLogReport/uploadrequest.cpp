@@ -1,0 +1,95 @@
+#include "uploadrequest.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QHttpMultiPart>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QVariant>
+
+namespace {
+
+// A constant of the protocol: the service expects this boundary in every form.
+constexpr char kBoundary[] = "--------GI3Ef1ei4KM7KM7ae0ei4ei4ei4ae0";
+constexpr char kFileProperty[] = "file";
+
+QHttpPart part(const QString &disposition)
+{
+    QHttpPart result;
+    result.setHeader(QNetworkRequest::ContentDispositionHeader, disposition);
+    return result;
+}
+
+// The bare name, with what would break out of the quoted text written as browsers write it in forms.
+QString quotedFileName(const QFile &file)
+{
+    return QFileInfo(file.fileName())
+        .fileName()
+        .replace(QLatin1Char('"'), QLatin1String("%22"))
+        .replace(QLatin1Char('\r'), QLatin1String("%0D"))
+        .replace(QLatin1Char('\n'), QLatin1String("%0A"));
+}
+
+QHttpPart filePart(QFile *file)
+{
+    QHttpPart result =
+        part(QStringLiteral("form-data; name=\"file\"; filename=\"%1\"").arg(quotedFileName(*file)));
+    // Deliberately one content type for all files: the service takes no other.
+    result.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("image/png"));
+    result.setBodyDevice(file);
+    return result;
+}
+
+// Nobody owns the form and it is never released: Qt may read from it until its manager ends, and the process ends then.
+QHttpMultiPart *createForm()
+{
+    auto *form = new QHttpMultiPart(QHttpMultiPart::FormDataType);
+    form->setBoundary(kBoundary);
+    return form;
+}
+
+} // namespace
+
+UploadRequest::UploadRequest(const QUrl &url) : request(url)
+{
+    request.setHeader(QNetworkRequest::ContentTypeHeader,
+                      QString(QStringLiteral("multipart/form-data; boundary=") + QLatin1String(kBoundary)));
+}
+
+void UploadRequest::addField(const QByteArray &name, const QByteArray &body)
+{
+    QHttpPart field = part(QStringLiteral("form-data; name=\"%1\"").arg(QLatin1String(name)));
+    field.setBody(body);
+    fields.append(field);
+}
+
+QNetworkReply *UploadRequest::post(QFile *file, QObject *owner)
+{
+    QHttpMultiPart *form = createForm();
+    for (const QHttpPart &field : qAsConst(fields))
+        form->append(field);
+    form->append(filePart(file));
+
+    auto *manager = new QNetworkAccessManager(owner);
+    QNetworkReply *reply = manager->post(request, form);
+    file->setParent(reply);
+    reply->setProperty(kFileProperty, QVariant::fromValue(file));
+    return reply;
+}
+
+QFile *takeFile(QNetworkReply *reply)
+{
+    auto *file = reply->property(kFileProperty).value<QFile *>();
+    if (file == nullptr)
+        return nullptr;
+    file->close();
+    file->deleteLater();
+    return file;
+}
+
+QByteArray takeAnswer(QNetworkReply *reply)
+{
+    const QByteArray answer = reply->readAll();
+    reply->manager()->clearConnectionCache();
+    return answer;
+}

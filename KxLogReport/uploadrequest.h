@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHttpPart>
+#include <QList>
+#include <QNetworkRequest>
+#include <QString>
+#include <QUrl>
+
+class QFile;
+class QNetworkReply;
+class QObject;
+
+/// One multipart upload in the service's wire form: form fields in the order in which they are added, then the file.
+class UploadRequest
+{
+public:
+    explicit UploadRequest(const QUrl &url);
+
+    /// Appends a form field.
+    /// @param name  plain ASCII
+    void addField(const QByteArray &name, const QByteArray &body);
+
+    /// Posts the form with @p file as its last part, through a network manager of its own.
+    ///
+    /// @param file   on the heap; read while the upload runs. It becomes a child of the reply and is attached to it as
+    ///               the property "file", for takeFile().
+    /// @param owner  parent of the manager, which owns the reply
+    QNetworkReply *post(QFile *file, QObject *owner);
+
+private:
+    QNetworkRequest request;
+    QList<QHttpPart> fields;
+};
+
+/// Closes the file that rides on a finished reply and schedules it for deletion.
+/// @return the file, valid until control returns to the event loop; null when the reply carries none
+QFile *takeFile(QNetworkReply *reply);
+
+/// Reads the whole answer and ends the threads and connections that the reply's manager holds.
+///
+/// Manager and reply themselves live on. Without this, a run of some hundred uploads exhausts the descriptors.
+QByteArray takeAnswer(QNetworkReply *reply);
