@@ -3,6 +3,7 @@
 #include "eventpause.h"
 #include "kxlog/kxlog.h"
 #include "kxupload.h"
+#include "standardstreams.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -23,6 +24,7 @@ qint64 mSleep(int ms)
 
 int main(int argc, char *argv[])
 {
+    secureStandardStreams();
     const QCoreApplication application(argc, argv);
 
     // Without a backslash, as on every system but one, this is the executable's own path: the directory change fails,
