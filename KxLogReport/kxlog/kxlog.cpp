@@ -3,6 +3,7 @@
 #include "kxendpoints.h"
 #include "kxlog/logreport.h"
 #include "kxlog/logretention.h"
+#include "kxlog/recordtime.h"
 #include "sysinfo/kxsysinfo.h"
 
 #include <QDate>
@@ -14,7 +15,8 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QTextStream>
+#include <QStringBuilder>
+#include <QTextCodec>
 #include <QUrl>
 
 #include <cstdio>
@@ -62,12 +64,11 @@ void outputMessage(QtMsgType type, const QMessageLogContext &context, const QStr
     if (type == QtWarningMsg && msg.contains(QLatin1String("libpng")))
         return;
 
-    const QString location = QLatin1Char('[') + QLatin1String(context.file) + QLatin1String("][")
-                             + QString::number(context.line) + QLatin1String("][") + QLatin1String(context.function)
-                             + QLatin1Char(']');
-    const QString head = QLatin1Char('[')
-                         + QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"))
-                         + QLatin1Char(']') + levelTag(type);
+    const QString location = QLatin1Char('[') % QLatin1String(context.file) % QLatin1String("][")
+                             % QString::number(context.line) % QLatin1String("][") % QLatin1String(context.function)
+                             % QLatin1Char(']');
+    const QString head =
+        QLatin1Char('[') % recordTime(QDateTime::currentSecsSinceEpoch()) % QLatin1Char(']') % levelTag(type);
     KxLog::instance()->reportLog(head, location, msg, type);
 }
 
@@ -120,10 +121,8 @@ void KxLog::write_log(const QString &line)
         std::fflush(stderr);
     }
     if (logFile != nullptr && logFile->isOpen()) {
-        QTextStream stream(logFile);
         // The record brings its own CR LF: the blank line between records is part of the file's format.
-        stream << line << '\n';
-        stream.flush();
+        logFile->write(QTextCodec::codecForLocale()->fromUnicode(line % QLatin1Char('\n')));
         logFile->flush();
     }
 }
@@ -244,7 +243,7 @@ void KxLog::initReportLogData()
 void KxLog::reportLog(const QString &head, const QString &location, const QString &message, QtMsgType type)
 {
     if (!logreport::isReportMessage(message)) {
-        write_log(head + location + message + QLatin1String("\r\n"));
+        write_log(head % location % message % QLatin1String("\r\n"));
         return;
     }
 
