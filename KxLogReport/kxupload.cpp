@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -28,6 +29,8 @@ namespace {
 
 constexpr int kWatchdogMs = 300000;
 constexpr int kPauseMs = 500;
+// How long a pass may skip groups before the event loop, and with it the watchdog, has its turn.
+constexpr int kSkippingMs = 100;
 
 QString iniPath()
 {
@@ -245,6 +248,8 @@ void KxUpload::uploadInfo()
 
 void KxUpload::uploadList()
 {
+    QElapsedTimer skipping;
+    skipping.start();
     while (!fileGroups.isEmpty()) {
         const QString group = fileGroups.takeFirst();
         const QString path = getFileName(group);
@@ -259,6 +264,10 @@ void KxUpload::uploadList()
             qDebug() << !exists << path;
         }
         finishedOneFile(group);
+        if (skipping.hasExpired(kSkippingMs)) {
+            QTimer::singleShot(0, this, [this] { uploadList(); });
+            return;
+        }
     }
     uploadLogs();
 }
@@ -313,6 +322,8 @@ void KxUpload::uploadLogs()
 
 void KxUpload::uploadHttpList()
 {
+    QElapsedTimer skipping;
+    skipping.start();
     while (!httpGroups.isEmpty()) {
         const QString group = httpGroups.takeFirst();
         if (QFile::exists(getFileName(group)) && !getFileInfo(group).isEmpty()) {
@@ -320,6 +331,10 @@ void KxUpload::uploadHttpList()
             return;
         }
         finishedOneHttpFile(group);
+        if (skipping.hasExpired(kSkippingMs)) {
+            QTimer::singleShot(0, this, [this] { uploadHttpList(); });
+            return;
+        }
     }
     uploadLogs();
 }
