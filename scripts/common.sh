@@ -1,0 +1,25 @@
+# shellcheck shell=bash
+# What the scripts of this folder share. Sourced, not run. Works with the bash 3.2 that macOS ships.
+
+# shellcheck disable=SC2034 # for the scripts that source this
+repo="$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." >/dev/null && pwd -P)"
+program="$(basename -- "$0")"
+
+fail() {
+    printf '%s: %s\n' "$program" "$*" >&2
+    exit 1
+}
+
+misuse() {
+    printf '%s: %s (see --help)\n' "$program" "$*" >&2
+    exit 2
+}
+
+# Homebrew keeps Qt 5 out of the places where CMake looks by itself.
+export_brew_paths() {
+    local prefix
+    command -v brew >/dev/null || return 0
+    prefix="$(brew --prefix qt@5 2>/dev/null)" || return 0
+    export CMAKE_PREFIX_PATH="$prefix${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
+    export PKG_CONFIG_PATH="$prefix/lib/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
+}
