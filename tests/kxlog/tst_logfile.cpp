@@ -1,3 +1,4 @@
+#include "entries.h"
 #include "fileio.h"
 #include "logrecords.h"
 #include "messagecatcher.h"
@@ -47,11 +48,6 @@ QStringList namesBetween(const QString &path, qint64 from, qint64 to)
                      QStringLiteral(".log"));
     }
     return names;
-}
-
-QStringList entries(const QString &dir)
-{
-    return QDir(dir).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "fileio.h"
 #include "toolrun.h"
+#include "withouttimes.h"
 
 #include <QDir>
 #include <QProcessEnvironment>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -33,16 +33,6 @@ private:
     QScopedPointer<QTemporaryDir> root_;
     QString logs_;
 };
-
-namespace {
-
-QByteArray withoutTimes(const QByteArray &bytes)
-{
-    static const QRegularExpression time(QStringLiteral("\\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\]"));
-    return QString::fromUtf8(bytes).replace(time, QStringLiteral("[time]")).toUtf8();
-}
-
-} // namespace
 
 void TestLogProcess::init()
 {

@@ -1,3 +1,4 @@
+#include "entries.h"
 #include "fileio.h"
 #include "kxlog/kxlog.h"
 #include "kxlog/logretention.h"
@@ -55,14 +56,6 @@ bool addFiles(const QString &dir, const QStringList &names)
             return false;
     }
     return true;
-}
-
-QStringList entries(const QString &dir)
-{
-    QStringList names =
-        QDir(dir).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);
-    names.sort();
-    return names;
 }
 
 QStringList sorted(QStringList names)

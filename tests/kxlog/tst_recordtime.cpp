@@ -1,7 +1,7 @@
+#include "centraleuropeantime.h"
 #include "kxlog/recordtime.h"
 
 #include <QTest>
-#include <ctime>
 
 class TestRecordTime : public QObject
 {
@@ -16,9 +16,7 @@ private slots:
 
 void TestRecordTime::initTestCase()
 {
-    // Central European time, written so that no time-zone database is needed.
-    qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
-    ::tzset();
+    useCentralEuropeanTime();
 }
 
 void TestRecordTime::formatsLocalTime_data()

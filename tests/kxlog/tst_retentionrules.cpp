@@ -1,8 +1,8 @@
+#include "centraleuropeantime.h"
 #include "kxlog/logretention.h"
 
 #include <QDateTime>
 #include <QTest>
-#include <ctime>
 
 /// Names and dates only: what a pass would delete, without a directory and without a clock.
 class TestRetentionRules : public QObject
@@ -35,9 +35,7 @@ RetentionRule ruleCalled(const QString &name)
 
 void TestRetentionRules::initTestCase()
 {
-    // Central European time, written so that no time-zone database is needed.
-    qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
-    ::tzset();
+    useCentralEuropeanTime();
     QCOMPARE(QDateTime(QDate(2024, 3, 31), QTime(1, 30)).offsetFromUtc(), 3600);
     QCOMPARE(QDateTime(QDate(2024, 3, 31), QTime(3, 30)).offsetFromUtc(), 7200);
 }
