@@ -299,11 +299,11 @@ void KxLog::kavriErrorLog(long type, const QString &message)
 
 void KxLog::logError(const QString &roomSdkId, const QString &user, int role, const QString &message, long type)
 {
-    const QJsonObject document = logreport::errorDocument(roomSdkId, user, role, userName, message, type);
+    const QByteArray document = logreport::errorDocument(roomSdkId, user, role, userName, message, type);
     // Dies with this call, and the reply with it: nothing waits for the answer, and a client in trouble keeps nothing.
     QNetworkAccessManager manager;
-    QNetworkReply *reply = manager.post(generateNewRequest(QStringLiteral("/logsys/client/v1/error/report")),
-                                        QJsonDocument(document).toJson());
+    QNetworkReply *reply =
+        manager.post(generateNewRequest(QStringLiteral("/logsys/client/v1/error/report")), document);
     connect(reply, SIGNAL(finished()), this, SLOT(onLog()));
 }
 

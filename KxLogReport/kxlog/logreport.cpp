@@ -1,5 +1,7 @@
 #include "kxlog/logreport.h"
 
+#include <QJsonDocument>
+
 namespace logreport {
 
 namespace {
@@ -128,8 +130,8 @@ QJsonObject reportDocument(const Report &report)
     };
 }
 
-QJsonObject errorDocument(const QString &roomSdkId, const QString &userId, int role, const QString &userName,
-                          const QString &message, qint64 type)
+QByteArray errorDocument(const QString &roomSdkId, const QString &userId, int role, const QString &userName,
+                         const QString &message, qint64 type)
 {
     QJsonObject document;
     if (!roomSdkId.isEmpty())
@@ -142,9 +144,13 @@ QJsonObject errorDocument(const QString &roomSdkId, const QString &userId, int r
         document.insert(QStringLiteral("user_id"), userId);
     if (!userName.isEmpty())
         document.insert(QStringLiteral("username"), userName);
-    document.insert(QStringLiteral("type"), type);
+    document.insert(QStringLiteral("type"), 0);
     document.insert(QStringLiteral("sdk"), QStringLiteral("5"));
-    return document;
+
+    // A JSON value of Qt 5 holds numbers as doubles, which have no room for 64 bits, so the digits come in afterwards.
+    // The beginning of the line tells the member from any text: there, line feeds are escaped.
+    const QByteArray typeMember = QByteArrayLiteral("\n    \"type\": ");
+    return QJsonDocument(document).toJson().replace(typeMember + '0', typeMember + QByteArray::number(type));
 }
 
 } // namespace logreport

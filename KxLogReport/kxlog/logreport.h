@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QJsonObject>
 #include <QString>
 #include <QtGlobal>
@@ -77,9 +78,9 @@ struct Report
 /// The JSON document of a remote report: one object with 21 members.
 QJsonObject reportDocument(const Report &report);
 
-/// The JSON document of an error report. An empty @p roomSdkId, @p userId or @p userName and a negative @p role leave
-/// their members out; @p type keeps 64 bits.
-QJsonObject errorDocument(const QString &roomSdkId, const QString &userId, int role, const QString &userName,
-                          const QString &message, qint64 type);
+/// The JSON document of an error report, as indented text. An empty @p roomSdkId, @p userId or @p userName and a
+/// negative @p role leave their members out; @p type keeps all its 64 bits.
+QByteArray errorDocument(const QString &roomSdkId, const QString &userId, int role, const QString &userName,
+                         const QString &message, qint64 type);
 
 } // namespace logreport
