@@ -1,0 +1,9 @@
+#pragma once
+
+#include <string>
+
+/// Now, as "2016-05-01T13:07:09Z".
+std::string utcTime();
+
+/// Now, local, as "2016-05-01 13:07:09".
+std::string localTime();
