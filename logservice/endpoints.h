@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// What the body of a form part has to be.
+enum class Content {
+    Text, ///< any text
+    Json, ///< a JSON object
+    File, ///< bytes that come with a file name
+};
+
+/// One part of a form.
+struct Field
+{
+    std::string name;
+    std::string storedAs; ///< name of the file in the upload's folder
+    Content content;
+};
+
+enum class Port { Main, Report };
+
+/// One address of the log service and what is sent to it.
+struct Endpoint
+{
+    std::string kind; ///< short name, also the end of the stored folder's name
+    std::string path;
+    Port port;
+    std::vector<Field> form;        ///< the parts in the order in which they have to come; empty: the body is JSON
+    std::string document;           ///< name of the file that stores a JSON body; empty for forms
+    std::vector<std::string> shown; ///< JSON pointers to the fields that the request log shows: who and where
+};
+
+/// Every endpoint of the service.
+const std::vector<Endpoint> &endpoints();

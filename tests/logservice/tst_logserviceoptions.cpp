@@ -1,0 +1,256 @@
+#include "logserviceprocess.h"
+#include "rawclient.h"
+#include "wireform.h"
+
+#include <QtNetwork/QTcpServer>
+#include <QtTest/QtTest>
+
+using namespace wireform;
+
+namespace {
+
+const QString kPort = QStringLiteral("--port");
+const QString kReportPort = QStringLiteral("--report-port");
+const QString kNoReport = QStringLiteral("--no-report");
+const QString kDir = QStringLiteral("--dir");
+const QString kCode = QStringLiteral("--code");
+const QString kAny = QStringLiteral("0");
+
+QByteArray logRequest()
+{
+    return post(logFilePath(), formType(), logForm("a.log", "bytes"));
+}
+
+} // namespace
+
+class TestLogServiceOptions : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void explainsItself();
+    void refusesWrongArguments_data();
+    void refusesWrongArguments();
+    void saysWhereItListensAndStores();
+    void listensOnTheGivenPorts();
+    void leavesTheReportPortAlone();
+    void makesItsFolder();
+    void refusesAnUnusableFolder();
+    void refusesAFolderInUse();
+    void refusesATakenPort_data();
+    void refusesATakenPort();
+    void takesItsPortsAgainRightAfterAnEnd();
+    void answersTheGivenCode_data();
+    void answersTheGivenCode();
+    void discardsWithoutAFolder();
+};
+
+void TestLogServiceOptions::explainsItself()
+{
+    LogServiceProcess service;
+    QCOMPARE(service.run({QStringLiteral("--help")}), 0);
+    const QByteArray text = service.requestLines();
+    for (const char *part : {"--port", "8700", "--report-port", "21999", "--no-report", "--dir", "--code", "--discard",
+                             "Example", "not for production"})
+        QVERIFY2(text.contains(part), part);
+    QCOMPARE(service.errorText(), QByteArray());
+}
+
+void TestLogServiceOptions::refusesWrongArguments_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("unknown option") << QStringList({QStringLiteral("--nope")});
+    QTest::newRow("stray word") << QStringList({QStringLiteral("start")});
+    QTest::newRow("empty word") << QStringList({QString()});
+    for (const QString &option : {kPort, kReportPort, kCode}) {
+        const QByteArray name = option.toLatin1();
+        QTest::newRow(name + " without value") << QStringList({option});
+        QTest::newRow(name + " empty") << QStringList({option, QString()});
+        QTest::newRow(name + " word") << QStringList({option, QStringLiteral("x")});
+        QTest::newRow(name + " number and word") << QStringList({option, QStringLiteral("1x")});
+        QTest::newRow(name + " fraction") << QStringList({option, QStringLiteral("1.5")});
+        QTest::newRow(name + " too large") << QStringList({option, QStringLiteral("2147483648")});
+    }
+    for (const QString &option : {kPort, kReportPort}) {
+        QTest::newRow(option.toLatin1() + " negative") << QStringList({option, QStringLiteral("-1")});
+        QTest::newRow(option.toLatin1() + " no port") << QStringList({option, QStringLiteral("65536")});
+    }
+    QTest::newRow("dir without value") << QStringList({kDir});
+    QTest::newRow("dir empty") << QStringList({kDir, QString()});
+}
+
+void TestLogServiceOptions::refusesWrongArguments()
+{
+    QFETCH(QStringList, arguments);
+    LogServiceProcess service;
+    QCOMPARE(service.run(arguments), 2);
+    QCOMPARE(service.requestLines(), QByteArray());
+    const QByteArray error = service.errorText();
+    QVERIFY2(error.startsWith("kxlogservice: "), error.constData());
+    QCOMPARE(error.count('\n'), 1);
+    QVERIFY(error.endsWith('\n'));
+}
+
+void TestLogServiceOptions::saysWhereItListensAndStores()
+{
+    QTemporaryDir folder;
+    LogServiceProcess service;
+    QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path())));
+    QCOMPARE(service.readyLine(), "kxlogservice: listening on http://127.0.0.1:" + QByteArray::number(service.port()) +
+                                      " (reports on " + QByteArray::number(service.reportPort()) + "), storing below " +
+                                      QFileInfo(folder.path()).canonicalFilePath().toUtf8() + "\n");
+    QCOMPARE(service.stop(), 0);
+    QCOMPARE(service.requestLines(), QByteArray());
+    QCOMPARE(service.errorText(), QByteArray());
+}
+
+void TestLogServiceOptions::listensOnTheGivenPorts()
+{
+    QTemporaryDir folder;
+    LogServiceProcess service;
+    QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path())));
+    const quint16 port = service.port();
+    const quint16 reportPort = service.reportPort();
+    QCOMPARE(service.stop(), 0);
+
+    QVERIFY(
+        service.start({kPort, QString::number(port), kReportPort, QString::number(reportPort), kDir, folder.path()}));
+    QCOMPARE(service.port(), port);
+    QCOMPARE(service.reportPort(), reportPort);
+    QCOMPARE(RawClient::ask(port, logRequest()).status, 200);
+    QCOMPARE(RawClient::ask(reportPort, post(reportPath(), "application/json", "{}")).status, 200);
+    QCOMPARE(RawClient::ask(port, post(reportPath(), "application/json", "{}")).status, 404);
+    QCOMPARE(RawClient::ask(reportPort, logRequest()).status, 404);
+}
+
+void TestLogServiceOptions::leavesTheReportPortAlone()
+{
+    QTemporaryDir folder;
+    QTcpServer other;
+    QVERIFY(other.listen(QHostAddress(QHostAddress::LocalHost)));
+    LogServiceProcess service;
+    QVERIFY(
+        service.start({kPort, kAny, kReportPort, QString::number(other.serverPort()), kNoReport, kDir, folder.path()}));
+    QVERIFY2(service.readyLine().contains(" (no reports), "), service.readyLine().constData());
+    QCOMPARE(RawClient::ask(service.port(), logRequest()).status, 200);
+}
+
+void TestLogServiceOptions::makesItsFolder()
+{
+    QTemporaryDir folder;
+    const QString inner = folder.filePath(QStringLiteral("a/b c"));
+    LogServiceProcess service;
+    QVERIFY(service.start(LogServiceProcess::onFreePorts(inner)));
+    QCOMPARE(RawClient::ask(service.port(), logRequest()).status, 200);
+    QVERIFY(QFile::exists(inner + QStringLiteral("/000001-logfile/file.bin")));
+}
+
+void TestLogServiceOptions::refusesAnUnusableFolder()
+{
+    QTemporaryFile file;
+    QVERIFY(file.open());
+    LogServiceProcess service;
+    QCOMPARE(service.run(LogServiceProcess::onFreePorts(file.fileName())), 1);
+    const QByteArray error = service.errorText();
+    QVERIFY2(error.contains(file.fileName().toUtf8()), error.constData());
+    QCOMPARE(error.count('\n'), 1);
+    QCOMPARE(service.requestLines(), QByteArray());
+}
+
+void TestLogServiceOptions::refusesAFolderInUse()
+{
+    QTemporaryDir folder;
+    LogServiceProcess first;
+    QVERIFY(first.start(LogServiceProcess::onFreePorts(folder.path())));
+    LogServiceProcess second;
+    QCOMPARE(second.run(LogServiceProcess::onFreePorts(folder.path())), 1);
+    QVERIFY(second.errorText().contains("another kxlogservice uses the folder"));
+}
+
+void TestLogServiceOptions::refusesATakenPort_data()
+{
+    QTest::addColumn<bool>("isReportPort");
+    QTest::newRow("main port") << false;
+    QTest::newRow("report port") << true;
+}
+
+void TestLogServiceOptions::refusesATakenPort()
+{
+    QFETCH(bool, isReportPort);
+    QTemporaryDir folder;
+    LogServiceProcess first;
+    QVERIFY(first.start(LogServiceProcess::onFreePorts(folder.filePath(QStringLiteral("first")))));
+
+    const QString taken = QString::number(isReportPort ? first.reportPort() : first.port());
+    LogServiceProcess second;
+    QCOMPARE(second.run({kPort, isReportPort ? kAny : taken, kReportPort, isReportPort ? taken : kAny, kDir,
+                         folder.filePath(QStringLiteral("second"))}),
+             1);
+    const QByteArray error = second.errorText();
+    QVERIFY2(error.contains("cannot listen on port " + taken.toLatin1()), error.constData());
+    QCOMPARE(error.count('\n'), 1);
+    QCOMPARE(second.requestLines(), QByteArray());
+    QCOMPARE(RawClient::ask(first.port(), logRequest()).status, 200);
+}
+
+void TestLogServiceOptions::takesItsPortsAgainRightAfterAnEnd()
+{
+    QTemporaryDir folder;
+    LogServiceProcess service;
+    QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path())));
+    const QStringList arguments = {kPort,       QString::number(service.port()),
+                                   kReportPort, QString::number(service.reportPort()),
+                                   kDir,        folder.path()};
+    for (int i = 0; i < 3; ++i) {
+        // The side that ends a connection first keeps its port waiting: here the service.
+        RawClient client(service.port());
+        QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", "bytes"), "Connection: close\r\n")));
+        QCOMPARE(client.readAnswer().status, 200);
+        QVERIFY(client.waitForEnd());
+        QCOMPARE(service.stop(), 0);
+        QVERIFY2(service.start(arguments), service.errorText().constData());
+    }
+}
+
+void TestLogServiceOptions::answersTheGivenCode_data()
+{
+    QTest::addColumn<QString>("code");
+    QTest::newRow("positive") << QStringLiteral("7");
+    QTest::newRow("negative") << QStringLiteral("-3");
+    QTest::newRow("largest") << QStringLiteral("2147483647");
+}
+
+void TestLogServiceOptions::answersTheGivenCode()
+{
+    QFETCH(QString, code);
+    QTemporaryDir folder;
+    LogServiceProcess service;
+    QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path()) + QStringList({kCode, code})));
+    const QByteArray expected = "{\"Code\":" + code.toLatin1() + "}";
+    for (const RawAnswer &answer :
+         {RawClient::ask(service.port(), logRequest()),
+          RawClient::ask(service.reportPort(), post(reportPath(), "application/json", "{}"))}) {
+        QCOMPARE(answer.status, 200);
+        QCOMPARE(answer.body, expected);
+    }
+    QVERIFY(QFile::exists(folder.filePath(QStringLiteral("000002-report"))));
+    QVERIFY(service.waitForRequestLine("answered " + expected));
+}
+
+void TestLogServiceOptions::discardsWithoutAFolder()
+{
+    QTemporaryDir folder;
+    const QString inner = folder.filePath(QStringLiteral("inner"));
+    LogServiceProcess service;
+    QVERIFY(service.start(LogServiceProcess::onFreePorts(inner) + QStringList({QStringLiteral("--discard")})));
+    QVERIFY2(service.readyLine().endsWith("), storing nothing\n"), service.readyLine().constData());
+    QCOMPARE(RawClient::ask(service.port(), logRequest()).body, QByteArray("{\"Code\":0}"));
+    QCOMPARE(RawClient::ask(service.port(), post(logFilePath(), formType(), "x")).status, 400);
+    QVERIFY(service.waitForRequestLine(" logfile \"a.log\" 5 bytes from \"nickname-ann.userid-42.\" answered "
+                                       "{\"Code\":0}\n"));
+    QCOMPARE(service.stop(), 0);
+    QVERIFY(!QFile::exists(inner));
+}
+
+QTEST_GUILESS_MAIN(TestLogServiceOptions)
+#include "tst_logserviceoptions.moc"
