@@ -5,21 +5,30 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
 
 namespace {
 
-QByteArray watchedPath;
+// No object with a constructor: files may be opened before any constructor of this unit has run.
+char watchedPath[4096];
 std::atomic<int> failuresLeft{0};
 std::atomic<int> attemptCount{0};
 
 using OpenFunction = int (*)(const char *, int, ...);
 
+void watch(const char *path, int count)
+{
+    std::strncpy(watchedPath, path, sizeof watchedPath - 1);
+    attemptCount = 0;
+    failuresLeft = count;
+}
+
 bool fails(const char *path)
 {
-    if (watchedPath.isEmpty() || std::strcmp(path, watchedPath.constData()) != 0)
+    if (watchedPath[0] == '\0' || std::strcmp(path, watchedPath) != 0)
         return false;
     ++attemptCount;
     return failuresLeft.fetch_sub(1) > 0;
@@ -38,6 +47,12 @@ int forward(const char *name, const char *path, int flags, mode_t mode)
 mode_t modeArgument(int flags, va_list arguments)
 {
     return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+}
+
+__attribute__((constructor)) void watchFromEnvironment()
+{
+    if (const char *path = std::getenv("KX_FAILING_OPEN"))
+        watch(path, 1);
 }
 
 } // namespace
@@ -64,9 +79,7 @@ namespace failingopen {
 
 void failNext(const QString &path, int count)
 {
-    watchedPath = QFile::encodeName(path);
-    attemptCount = 0;
-    failuresLeft = count;
+    watch(QFile::encodeName(path).constData(), count);
 }
 
 int attempts()
