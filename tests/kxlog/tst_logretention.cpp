@@ -3,6 +3,7 @@
 #include "kxlog/kxlog.h"
 #include "kxlog/logretention.h"
 #include "unprivileged.h"
+#include "waitfor.h"
 
 #include <QDir>
 #include <QFile>
@@ -78,7 +79,7 @@ void addRuleRows()
 // A pass that begins before midnight and is judged behind it would be judged by another date.
 bool isClearOfMidnight()
 {
-    return QTest::qWaitFor([] { return QTime::currentTime() < QTime(23, 59, 50); }, 15000);
+    return waitFor([] { return QTime::currentTime() < QTime(23, 59, 50); }, 15000);
 }
 
 } // namespace
