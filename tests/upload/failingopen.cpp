@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -11,7 +12,8 @@
 
 namespace {
 
-QByteArray watchedPath;
+// Nothing that is destroyed at the end: files are opened after that too.
+std::array<char, 4096> watchedPath{};
 std::atomic<int> failuresLeft{0};
 std::atomic<int> attemptCount{0};
 
@@ -19,7 +21,7 @@ using OpenFunction = int (*)(const char *, int, ...);
 
 bool fails(const char *path)
 {
-    if (watchedPath.isEmpty() || std::strcmp(path, watchedPath.constData()) != 0)
+    if (watchedPath.front() == '\0' || std::strcmp(path, watchedPath.data()) != 0)
         return false;
     ++attemptCount;
     return failuresLeft.fetch_sub(1) > 0;
@@ -64,7 +66,7 @@ namespace failingopen {
 
 void failNext(const QString &path, int count)
 {
-    watchedPath = QFile::encodeName(path);
+    qstrncpy(watchedPath.data(), QFile::encodeName(path).constData(), uint(watchedPath.size()));
     attemptCount = 0;
     failuresLeft = count;
 }
