@@ -83,7 +83,7 @@ void TestCrashRequest::sendsTheDumpByteForByte()
     UploadScene scene({}, Reply::silence());
     QVERIFY(scene.isValid());
     uploadini::write(ini);
-    const QByteArray dump("MDMP\0\r\n--------GI3Ef1ei4KM\r\n\xff", 32);
+    const QByteArray dump = QByteArrayLiteral("MDMP\0\r\n--------GI3Ef1ei4KM\r\n\xff");
     addDump(scene, name, dump);
 
     QCOMPARE(scene.run([&] { scene.uploader.uploadCrash(); }, [&] { return !scene.server.requests().isEmpty(); }),

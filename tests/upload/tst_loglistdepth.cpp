@@ -6,6 +6,8 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QNetworkReply>
+#include <QSettings>
 #include <QTest>
 #include <QThread>
 
@@ -18,7 +20,7 @@ constexpr int kGroups = 3000;
 class ListRun : public QThread
 {
 public:
-    ListRun(const QString &group)
+    explicit ListRun(const QString &group)
     {
         setStackSize(kStackBytes);
         for (int i = 0; i < kGroups; ++i)
@@ -37,6 +39,8 @@ protected:
         exec();
         left = uploader.fileGroups.size();
         uploads = uploader.findChildren<QNetworkReply *>().size();
+        // They go with the application, but from its thread only.
+        delete uploader.settings;
     }
 
 private:

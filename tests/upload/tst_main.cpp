@@ -93,7 +93,11 @@ void TestMain::init()
 
 void TestMain::cleanup()
 {
+    // The log file's object is deleted from an event loop, which needs an application.
+    int argc = 0;
+    const QCoreApplication application(argc, nullptr);
     KxLog::instance()->closeFile();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QDir::setCurrent(directoryBefore);
     dir.reset();
 }
@@ -109,7 +113,7 @@ void TestMain::appendsUtf8Text_data()
     QTest::newRow("nothing in front") << QString() << QByteArray("/x") << QStringLiteral("/x");
     QTest::newRow("non-ASCII") << QString::fromUtf8("\xC3\xA4") << QByteArray("\xC3\xB6\xE4\xB8\xAD\xF0\x9F\x98\x80")
                                << QString::fromUtf8("\xC3\xA4\xC3\xB6\xE4\xB8\xAD\xF0\x9F\x98\x80");
-    QTest::newRow("up to the first NUL") << path << QByteArray("/x\0y", 4) << QStringLiteral("/a/folder/x");
+    QTest::newRow("up to the first NUL") << path << QByteArrayLiteral("/x\0y") << QStringLiteral("/a/folder/x");
 }
 
 void TestMain::appendsUtf8Text()

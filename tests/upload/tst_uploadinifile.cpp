@@ -138,7 +138,7 @@ void TestUploadIniFile::forgettingOneGroupLosesNoOther_data()
                                          "e]\npath=/\xE4\xB8\xAD\n")
                            << false;
     QTest::newRow("broken UTF-8") << QByteArray("[mid]\npath=/\xff\xfe\xc3\n[\xff\xfe]\na=1\n") << false;
-    QTest::newRow("NUL bytes") << QByteArray("[mid]\na=1\0b=2\n\0\0\n", 19) << false;
+    QTest::newRow("NUL bytes") << QByteArrayLiteral("[mid]\na=1\0b=2\n\0\0\n") << false;
     QTest::newRow("every byte") << "[mid]\nkey=" + allBytes() + '\n' << true;
     QTest::newRow("every byte as lines") << allBytes() + '\n' << true;
     QTest::newRow("carriage returns") << QByteArray("[mid]\ra=1\r[more]\rb=2\r") << false;
