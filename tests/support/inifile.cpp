@@ -47,6 +47,17 @@ QVariant IniFile::value(const QString &key) const
     return value;
 }
 
+QVariantMap IniFile::values() const
+{
+    QVariantMap values;
+    withSettings(Copy(path_).path(), [&](QSettings &settings) {
+        const QStringList keys = settings.allKeys();
+        for (const QString &key : keys)
+            values.insert(key, settings.value(key));
+    });
+    return values;
+}
+
 bool IniFile::change(const std::function<void(QSettings &)> &fill) const
 {
     const Copy copy(path_);

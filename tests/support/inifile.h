@@ -15,6 +15,8 @@ public:
     /// Names of the groups, sorted; empty without a file.
     QStringList groups() const;
     QVariant value(const QString &key) const;
+    /// All values by "group/key".
+    QVariantMap values() const;
     /// Calls `fill` with the file's settings and puts the result in its place. Returns whether that worked.
     bool change(const std::function<void(QSettings &)> &fill) const;
 
