@@ -40,7 +40,7 @@ QString iniPath()
 
 QUrl serviceUrl(const char *endpointPath)
 {
-    return QUrl(QLatin1String(kxendpoints::kLogServiceUrl) + QLatin1String(endpointPath));
+    return {QLatin1String(kxendpoints::kLogServiceUrl) + QLatin1String(endpointPath)};
 }
 
 UploadRequest logForm(const QUrl &url, const QString &fileInfo, const QString &nameSpace)
@@ -55,8 +55,8 @@ QString joinRooms(const QString &prefix, const QMap<QString, QVariant> &rooms)
 {
     QStringList entries;
     for (auto room = rooms.cbegin(); room != rooms.cend(); ++room) {
-        entries += prefix + QStringLiteral("roomid-") + room.key() + QStringLiteral(".roomname-")
-                   + room.value().toString();
+        entries +=
+            prefix + QStringLiteral("roomid-") + room.key() + QStringLiteral(".roomname-") + room.value().toString();
     }
     return entries.join(QLatin1Char(','));
 }
@@ -169,10 +169,9 @@ QString KxUpload::getFileInfo(const QString &group)
         return value.isEmpty() ? fallback : value;
     };
     // Empty values keep their labels here: the service splits this text by all three.
-    const QString prefix = QStringLiteral("nickname-") + valueOr(QStringLiteral("nickname"), nickname)
-                           + QStringLiteral(".loginname-") + valueOr(QStringLiteral("loginName"), loginName)
-                           + QStringLiteral(".userid-") + valueOr(QStringLiteral("userId"), userId)
-                           + QLatin1Char('.');
+    const QString prefix = QStringLiteral("nickname-") + valueOr(QStringLiteral("nickname"), nickname) +
+                           QStringLiteral(".loginname-") + valueOr(QStringLiteral("loginName"), loginName) +
+                           QStringLiteral(".userid-") + valueOr(QStringLiteral("userId"), userId) + QLatin1Char('.');
 
     QMap<QString, QVariant> rooms = settings->value(QStringLiteral("room")).toMap();
     if (rooms.isEmpty())
@@ -213,10 +212,8 @@ void KxUpload::uploadCrash()
     }
 
     const QJsonObject base{
-        {QStringLiteral("sdk"), 5},
-        {QStringLiteral("namespace"), nameSpace},
-        {QStringLiteral("user_id"), userId},
-        {QStringLiteral("nickname"), nickname},
+        {QStringLiteral("sdk"), 5},           {QStringLiteral("namespace"), nameSpace},
+        {QStringLiteral("user_id"), userId},  {QStringLiteral("nickname"), nickname},
         {QStringLiteral("version"), version},
     };
     const QByteArray baseJson = QJsonDocument(base).toJson(QJsonDocument::Compact);
@@ -400,8 +397,8 @@ void KxUpload::onInfoFinished()
     }
 
     if (uploadanswer::judge(answer) == uploadanswer::Verdict::Accepted) {
-        QSettings record(QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation)
-                             + QStringLiteral("/info.ini"),
+        QSettings record(QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
+                             QStringLiteral("/info.ini"),
                          QSettings::IniFormat);
         record.setIniCodec("UTF-8");
         record.beginGroup(userId);
