@@ -3,6 +3,7 @@
 #include "eventpause.h"
 #include "kxendpoints.h"
 #include "kxlog/kxlog.h"
+#include "rewritespace.h"
 #include "snapshotfile.h"
 #include "uploadanswer.h"
 #include "uploadrequest.h"
@@ -62,6 +63,11 @@ QString joinRooms(const QString &prefix, const QMap<QString, QVariant> &rooms)
 
 void removeGroup(QSettings &settings, const QString &group)
 {
+    // Better a group that is sent once more than an INI file that is cut.
+    if (!hasSpaceToRewrite(settings.fileName())) {
+        qDebug() << "cannot rewrite" << settings.fileName();
+        return;
+    }
     settings.beginGroup(group);
     settings.remove(QString());
     settings.endGroup();

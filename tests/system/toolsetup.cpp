@@ -17,16 +17,6 @@ const char kGroupUserInfo[] = "nickname-ann.loginname-.userid-42.";
 
 namespace {
 
-QString sentFileName(const RecordedRequest &request)
-{
-    static const QRegularExpression ownLog(QStringLiteral("^upload_\\d{4}(_\\d\\d){5}\\.log$"));
-    const MultipartForm form = parseForm(request);
-    if (!form.isWellFormed())
-        return form.problem;
-    const QString name = form.parts.last().fileName;
-    return ownLog.match(name).hasMatch() ? QStringLiteral("own log") : name;
-}
-
 QString functionName(const QString &signature)
 {
     static const QRegularExpression name(QStringLiteral("([\\w:~]+)\\("));
@@ -65,6 +55,16 @@ QString addLog(const Sandbox &sandbox, const QString &group, const QByteArray &b
 {
     const QString path = sandbox.addFile(QStringLiteral("files/") + group + QStringLiteral(".log"), bytes);
     return addGroup(sandbox, group, path, sdk) ? path : QString();
+}
+
+QString sentFileName(const RecordedRequest &request)
+{
+    static const QRegularExpression ownLog(QStringLiteral("^upload_\\d{4}(_\\d\\d){5}\\.log$"));
+    const MultipartForm form = parseForm(request);
+    if (!form.isWellFormed())
+        return form.problem;
+    const QString name = form.parts.last().fileName;
+    return ownLog.match(name).hasMatch() ? QStringLiteral("own log") : name;
 }
 
 QStringList sentFileNames(const ScriptedServer &server)

@@ -28,8 +28,10 @@ bool addGroup(const Sandbox &sandbox, const QString &group, const QString &path,
 /// failure.
 QString addLog(const Sandbox &sandbox, const QString &group, const QByteArray &bytes, int sdk = 0);
 
-/// File names of the requests in order, each as often as it came; "own log" stands for the tool's own, and a request
-/// without a sound form for what is wrong with it.
+/// File name in the form of a request: "own log" for the tool's own, and for a request without a sound form what is
+/// wrong with it.
+QString sentFileName(const RecordedRequest &request);
+/// File names of the requests in order, each as often as it came.
 QStringList sentFileNames(const ScriptedServer &server);
 
 /// The records as "KxUpload::uploadList: text", the function named without its types; "[Warning] " or another level
