@@ -63,9 +63,13 @@ QString joinRooms(const QString &prefix, const QMap<QString, QVariant> &rooms)
 void removeGroup(QSettings &settings, const QString &group)
 {
     settings.beginGroup(group);
-    settings.remove(QString());
+    // Without a name it would be the whole file that is removed.
+    const bool isNamed = !settings.group().isEmpty();
+    if (isNamed)
+        settings.remove(QString());
     settings.endGroup();
-    settings.remove(group);
+    if (isNamed)
+        settings.remove(group);
     settings.sync();
 }
 
@@ -124,6 +128,9 @@ void KxUpload::initIni()
 
     const QStringList groups = ini.childGroups();
     for (const QString &group : groups) {
+        // A damaged file may have a group without a name, which cannot be entered.
+        if (group.isEmpty())
+            continue;
         if (group.contains(QLatin1String("http_")))
             httpGroups.append(group);
         else if (!group.contains(QLatin1String("system")) && !group.contains(QLatin1String("room")))
