@@ -1,6 +1,7 @@
 #include "kxupload.h"
 
 #include "eventpause.h"
+#include "inicheck.h"
 #include "kxendpoints.h"
 #include "kxlog/kxlog.h"
 #include "snapshotfile.h"
@@ -35,6 +36,13 @@ constexpr int kSkippingMs = 100;
 QString iniPath()
 {
     return QCoreApplication::applicationDirPath() + QStringLiteral("/config/upload.ini");
+}
+
+/// Path for a settings object on the INI file. If what could harm the process cannot be taken out of the file, it is a
+/// path at which there is nothing and can be nothing: then nothing is sent, and nothing is forgotten.
+QString checkedIniPath()
+{
+    return takeHarmfulValuesOut(iniPath()) ? iniPath() : iniPath() + QStringLiteral("/unreadable");
 }
 
 QUrl serviceUrl(const char *endpointPath)
@@ -75,7 +83,7 @@ void removeGroup(QSettings &settings, const QString &group)
 
 } // namespace
 
-KxUpload::KxUpload(QObject *parent) : QObject(parent), settings(new QSettings(iniPath(), QSettings::IniFormat))
+KxUpload::KxUpload(QObject *parent) : QObject(parent), settings(new QSettings(checkedIniPath(), QSettings::IniFormat))
 {
     settings->setIniCodec("UTF-8");
     // Not a child of this object: the settings live as long as the application.
@@ -104,7 +112,7 @@ void KxUpload::startUpload()
 
 void KxUpload::initIni()
 {
-    QSettings ini(iniPath(), QSettings::IniFormat);
+    QSettings ini(checkedIniPath(), QSettings::IniFormat);
     ini.setIniCodec("UTF-8");
 
     ini.beginGroup(QStringLiteral("system"));

@@ -1,5 +1,7 @@
+#include "damage.h"
 #include "toolsetup.h"
 
+#include <QDir>
 #include <QTest>
 
 namespace {
@@ -23,6 +25,10 @@ private slots:
     void sendsEverything_data()
     {
         QTest::addColumn<QByteArray>("damage");
+        QTest::newRow("huge list as the rooms of a group") << "room=" + hugeList();
+        QTest::newRow("huge list as all rooms") << "[room]\n7=" + hugeList();
+        QTest::newRow("lists in lists") << "room=" + nestedLists(100000);
+        QTest::newRow("time without its zone") << "[room_stays]\ntime=" + timeWithoutZone();
         QTest::newRow("group without a name") << QByteArray("[]\npath=/nowhere");
         QTest::newRow("group of a name without letters") << QByteArray("[/]\npath=/nowhere");
         QTest::newRow("group in a group without a name") << QByteArray("[%2Finner]\npath=/nowhere");
@@ -43,6 +49,35 @@ private slots:
         QVERIFY2(groups.contains(QStringLiteral("system")), sandbox.iniBytes().constData());
         QVERIFY(!groups.contains(QStringLiteral("log_a")) && !groups.contains(QStringLiteral("log_z")));
         QCOMPARE(sandbox.iniValue(QStringLiteral("system/nickname")), QVariant(QStringLiteral("ann")));
+    }
+
+    void keepsGroupsThatAreNotAccepted()
+    {
+        const ScriptedServer server(servicePort(), {}, Reply::json("{\"Code\":5}"));
+        QVERIFY(server.isListening());
+        const Sandbox sandbox;
+        const QByteArray damage = "room=" + hugeList() + "\n[]\nkey=1";
+        QVERIFY(sandbox.writeRawIni(damagedIni(sandbox, damage)));
+        const ToolResult result = sandbox.runTool({});
+        QVERIFY2(result.isSuccess(), result.describe());
+        QVERIFY(sandbox.groups().contains(QStringLiteral("log_a")) &&
+                sandbox.groups().contains(QStringLiteral("log_z")));
+        // Nothing is taken away: the value is a text now.
+        QVERIFY(sandbox.iniBytes().contains("room=@" + hugeList()));
+    }
+
+    void sendsNothingWhenTheFileCannotBeMadeHarmless()
+    {
+        const ScriptedServer server(servicePort());
+        QVERIFY(server.isListening());
+        const Sandbox sandbox;
+        const QByteArray ini = damagedIni(sandbox, "room=" + hugeList());
+        QVERIFY(sandbox.writeRawIni(ini));
+        QVERIFY(QDir().mkpath(sandbox.iniPath() + QStringLiteral(".lock")));
+        const ToolResult result = sandbox.runTool({});
+        QVERIFY2(result.isSuccess(), result.describe());
+        QVERIFY(server.requests().isEmpty());
+        QCOMPARE(sandbox.iniBytes(), ini);
     }
 };
 
