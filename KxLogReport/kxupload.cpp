@@ -4,6 +4,7 @@
 #include "inicheck.h"
 #include "kxendpoints.h"
 #include "kxlog/kxlog.h"
+#include "rewritespace.h"
 #include "snapshotfile.h"
 #include "uploadanswer.h"
 #include "uploadrequest.h"
@@ -47,7 +48,7 @@ QString checkedIniPath()
 
 QUrl serviceUrl(const char *endpointPath)
 {
-    return QUrl(QLatin1String(kxendpoints::kLogServiceUrl) + QLatin1String(endpointPath));
+    return {QLatin1String(kxendpoints::kLogServiceUrl) + QLatin1String(endpointPath)};
 }
 
 UploadRequest logForm(const QUrl &url, const QString &fileInfo, const QString &nameSpace)
@@ -62,14 +63,19 @@ QString joinRooms(const QString &prefix, const QMap<QString, QVariant> &rooms)
 {
     QStringList entries;
     for (auto room = rooms.cbegin(); room != rooms.cend(); ++room) {
-        entries += prefix + QStringLiteral("roomid-") + room.key() + QStringLiteral(".roomname-")
-                   + room.value().toString();
+        entries +=
+            prefix + QStringLiteral("roomid-") + room.key() + QStringLiteral(".roomname-") + room.value().toString();
     }
     return entries.join(QLatin1Char(','));
 }
 
 void removeGroup(QSettings &settings, const QString &group)
 {
+    // Better a group that is sent once more than an INI file that is cut.
+    if (!hasSpaceToRewrite(settings.fileName())) {
+        qDebug() << "cannot rewrite" << settings.fileName();
+        return;
+    }
     settings.beginGroup(group);
     // Without a name it would be the whole file that is removed.
     const bool isNamed = !settings.group().isEmpty();
@@ -178,10 +184,9 @@ QString KxUpload::getFileInfo(const QString &group)
         return value.isEmpty() ? fallback : value;
     };
     // Empty values keep their labels here: the service splits this text by all three.
-    const QString prefix = QStringLiteral("nickname-") + valueOr(QStringLiteral("nickname"), nickname)
-                           + QStringLiteral(".loginname-") + valueOr(QStringLiteral("loginName"), loginName)
-                           + QStringLiteral(".userid-") + valueOr(QStringLiteral("userId"), userId)
-                           + QLatin1Char('.');
+    const QString prefix = QStringLiteral("nickname-") + valueOr(QStringLiteral("nickname"), nickname) +
+                           QStringLiteral(".loginname-") + valueOr(QStringLiteral("loginName"), loginName) +
+                           QStringLiteral(".userid-") + valueOr(QStringLiteral("userId"), userId) + QLatin1Char('.');
 
     QMap<QString, QVariant> rooms = settings->value(QStringLiteral("room")).toMap();
     if (rooms.isEmpty())
@@ -222,10 +227,8 @@ void KxUpload::uploadCrash()
     }
 
     const QJsonObject base{
-        {QStringLiteral("sdk"), 5},
-        {QStringLiteral("namespace"), nameSpace},
-        {QStringLiteral("user_id"), userId},
-        {QStringLiteral("nickname"), nickname},
+        {QStringLiteral("sdk"), 5},           {QStringLiteral("namespace"), nameSpace},
+        {QStringLiteral("user_id"), userId},  {QStringLiteral("nickname"), nickname},
         {QStringLiteral("version"), version},
     };
     const QByteArray baseJson = QJsonDocument(base).toJson(QJsonDocument::Compact);
@@ -409,8 +412,8 @@ void KxUpload::onInfoFinished()
     }
 
     if (uploadanswer::judge(answer) == uploadanswer::Verdict::Accepted) {
-        QSettings record(QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation)
-                             + QStringLiteral("/info.ini"),
+        QSettings record(QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
+                             QStringLiteral("/info.ini"),
                          QSettings::IniFormat);
         record.setIniCodec("UTF-8");
         record.beginGroup(userId);

@@ -3,6 +3,7 @@
 #include "eventpause.h"
 #include "kxlog/kxlog.h"
 #include "kxupload.h"
+#include "lastresort.h"
 #include "standardstreams.h"
 
 #include <QCoreApplication>
@@ -11,6 +12,13 @@
 #include <QFile>
 #include <QLibraryInfo>
 #include <QStandardPaths>
+
+namespace {
+
+// Some seconds behind the watchdog of the uploads, which ends a run in good order if anything still can.
+constexpr unsigned kLastResortSeconds = 310;
+
+} // namespace
 
 QString operator+(const QString &left, const char *right)
 {
@@ -56,6 +64,7 @@ int main(int argc, char *argv[])
     qDebug() << argc << applicationDir;
     if (argc >= 2)
         uploader.setCrashPath(QString::fromLocal8Bit(argv[1]));
+    endProcessAfter(kLastResortSeconds);
     uploader.startUpload();
     return QCoreApplication::exec();
 }

@@ -32,8 +32,7 @@ QString quotedFileName(const QFile &file)
 
 QHttpPart filePart(QFile *file)
 {
-    QHttpPart result =
-        part(QStringLiteral("form-data; name=\"file\"; filename=\"%1\"").arg(quotedFileName(*file)));
+    QHttpPart result = part(QStringLiteral("form-data; name=\"file\"; filename=\"%1\"").arg(quotedFileName(*file)));
     // Deliberately one content type for all files: the service takes no other.
     result.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("image/png"));
     result.setBodyDevice(file);
@@ -89,7 +88,7 @@ QFile *takeFile(QNetworkReply *reply)
 
 QByteArray takeAnswer(QNetworkReply *reply)
 {
-    const QByteArray answer = reply->readAll();
+    QByteArray answer = reply->readAll();
     reply->manager()->clearConnectionCache();
     return answer;
 }

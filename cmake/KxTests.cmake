@@ -39,6 +39,11 @@ function(kx_add_test name)
     # Qt Test ends a single test function after five minutes unless told otherwise; CTest has the program's limit.
     math(EXPR function_timeout "${arg_TIMEOUT} * 1000")
     set(environment HOME=${home} QTEST_FUNCTION_TIMEOUT=${function_timeout} ${kx_test_environment})
+    if(KX_SANITIZERS)
+        # A finding must not end in an ordinary exit status, which a skipped test in the same program would hide.
+        list(APPEND environment
+            ASAN_OPTIONS=abort_on_error=1 UBSAN_OPTIONS=abort_on_error=1:print_stacktrace=1 TSAN_OPTIONS=abort_on_error=1)
+    endif()
     if(APPLE)
         list(APPEND environment CFFIXED_USER_HOME=${home})
     endif()

@@ -1,5 +1,6 @@
 #include "formbody.h"
 
+#include "jsonobject.h"
 #include "readabletext.h"
 #include "refusal.h"
 
@@ -56,10 +57,10 @@ void FormBody::endPart()
     if (field().content == Content::Text) {
         record_.fields[field().name] = text_;
     } else if (field().content == Content::Json) {
-        auto document = nlohmann::json::parse(text_, nullptr, false);
-        if (!document.is_object())
+        auto document = parseObject(text_);
+        if (!document)
             throw Refusal(400, "the part " + quotedText(field().name) + " is not a JSON object");
-        record_.fields[field().name] = std::move(document);
+        record_.fields[field().name] = *std::move(document);
     }
     ++partIndex_;
 }

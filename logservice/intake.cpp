@@ -29,9 +29,12 @@ std::optional<Refusal> refusalOf(Step step)
     }
 }
 
-/// Why the length of the body is unknown, if it is: reading it would wait for the end of the connection.
-std::optional<Refusal> lengthRefusal(const httplib::Request &request)
+/// Why the body cannot be read as it is on the wire, if so. Without a length, reading would wait for the end of the
+/// connection; encoded bodies the library decodes by itself.
+std::optional<Refusal> unreadable(const httplib::Request &request)
 {
+    if (request.has_header("Content-Encoding"))
+        return Refusal(415, "content encodings are not taken");
     if (request.has_header("Transfer-Encoding")) {
         if (request.get_header_value("Transfer-Encoding") == "chunked" && !request.has_header("Content-Length"))
             return std::nullopt;
@@ -55,7 +58,7 @@ Intake takeIn(const Endpoint &endpoint, const httplib::Request &request, const s
     Intake intake;
     intake.record.kind = endpoint.kind;
     intake.record.path = endpoint.path;
-    intake.refusal = lengthRefusal(request);
+    intake.refusal = unreadable(request);
     if (intake.refusal)
         return intake;
 
@@ -80,7 +83,7 @@ Intake takeIn(const Endpoint &endpoint, const httplib::Request &request, const s
 
 void skipBody(const httplib::Request &request, const httplib::ContentReader &read)
 {
-    if (!lengthRefusal(request))
+    if (!unreadable(request))
         read([](const char * /*bytes*/, std::size_t /*count*/) { return true; });
 }
 

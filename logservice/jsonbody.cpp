@@ -1,5 +1,6 @@
 #include "jsonbody.h"
 
+#include "jsonobject.h"
 #include "refusal.h"
 
 JsonBody::JsonBody(const Endpoint &endpoint, UploadStore &store, UploadRecord &record)
@@ -17,10 +18,10 @@ void JsonBody::feed(std::string_view bytes)
 
 std::string JsonBody::finish()
 {
-    auto document = nlohmann::json::parse(text_, nullptr, false);
-    if (!document.is_object())
+    auto document = parseObject(text_);
+    if (!document)
         throw Refusal(400, "the body is not a JSON object");
-    record_.fields = std::move(document);
+    record_.fields = *std::move(document);
 
     const auto upload = store_.begin();
     upload->beginFile(endpoint_.document);

@@ -51,21 +51,16 @@ if [ "$port" -lt 1 ] || [ "$port" -gt 65535 ]; then
 fi
 
 work=""
-service_pid=""
-command_pid=""
-
-# stop_group <process group>: ends it and waits for its leader
-stop_group() {
-    kill -TERM -- "-$1" 2>/dev/null || true
-    wait "$1" 2>/dev/null || true
-}
 
 clean_up() {
-    local status=$?
+    local status=$? group
     trap '' INT TERM HUP
     trap - EXIT
-    [ -z "$command_pid" ] || stop_group "$command_pid"
-    [ -z "$service_pid" ] || stop_group "$service_pid"
+    # Every command in the background leads a process group of its own, see start().
+    for group in $(jobs -p); do
+        kill -TERM -- "-$group" 2>/dev/null || true
+        wait "$group" 2>/dev/null || true
+    done
     if [ -n "$work" ] && [ "$keep" = yes ]; then
         printf '\nKept in %s\n' "$work"
     elif [ -n "$work" ]; then
@@ -78,17 +73,20 @@ trap 'exit 129' HUP
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-# run <log> <command>...: waits for the command in a way that an interrupt ends at once, with all that it has started
-run() {
-    local log="$1" status=0
+# start <log> <command>...: in the background and in a process group of its own
+start() {
+    local log="$1"
     shift
+    : >"$log"
     set -m
     "$@" </dev/null >"$log" 2>&1 &
-    command_pid=$!
     set +m
-    wait "$command_pid" || status=$?
-    command_pid=""
-    return "$status"
+}
+
+# run <log> <command>...: waits for the command in a way that an interrupt ends at once, with all that it has started
+run() {
+    start "$@"
+    wait "$!"
 }
 
 # must_run <log> <command>...: shows the log and gives up when the command fails
@@ -110,16 +108,12 @@ build() {
 
 start_service() {
     local tries=0
-    : >"$work/service.log"
     # The tool never sends log reports, so their fixed port stays free for others.
-    set -m
-    "$repo/build/demo/logservice/kxlogservice" --port "$port" --no-report --dir "$store" </dev/null \
-        >"$work/service.log" 2>&1 &
-    service_pid=$!
-    set +m
+    start "$work/service.log" \
+        "$repo/build/demo/logservice/kxlogservice" --port "$port" --no-report --dir "$store"
     until grep -q 'listening on' "$work/service.log"; do
         tries=$((tries + 1))
-        if [ "$tries" -gt 100 ] || ! kill -0 "$service_pid" 2>/dev/null; then
+        if [ "$tries" -gt 100 ] || ! kill -0 "$!" 2>/dev/null; then
             fail "the local log service did not start: $(cat "$work/service.log")"
         fi
         sleep 0.1

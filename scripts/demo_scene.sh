@@ -49,6 +49,7 @@ choose_machine_log() {
     for log in /var/log/dpkg.log /var/log/install.log; do
         if [ -r "$log" ] && [ -s "$log" ]; then
             machine_log="$log"
+            machine_log_size="$(size_of "$log")"
             return
         fi
     done
@@ -58,7 +59,7 @@ choose_machine_log() {
 # The list as the client would write it: UTF-8, values with a comma in quotes. A group needs a key to be one, so the
 # group whose file is found by the group's name says that it is no SDK log.
 write_list() {
-    cat >"$ini" <<EOT
+    cat >"$work/user_and_rooms" <<EOT
 [system]
 nickname=Zoë Ångström
 loginName=zoe
@@ -70,6 +71,8 @@ version=1.2.3
 101="Küche, Büro & Café"
 102=会議室
 
+EOT
+    cat "$work/user_and_rooms" - >"$ini" <<EOT
 [client_start]
 sdk=0
 

@@ -47,7 +47,7 @@ QLatin1String levelTag(QtMsgType type)
     case QtInfoMsg:
         break;
     }
-    return QLatin1String();
+    return {};
 }
 
 QNetworkRequest jsonRequest(const char *baseUrl, const QString &path)
@@ -64,9 +64,9 @@ void outputMessage(QtMsgType type, const QMessageLogContext &context, const QStr
     if (type == QtWarningMsg && msg.contains(QLatin1String("libpng")))
         return;
 
-    const QString location = QLatin1Char('[') % QLatin1String(context.file) % QLatin1String("][")
-                             % QString::number(context.line) % QLatin1String("][") % QLatin1String(context.function)
-                             % QLatin1Char(']');
+    const QString location = QLatin1Char('[') % QLatin1String(context.file) % QLatin1String("][") %
+                             QString::number(context.line) % QLatin1String("][") % QLatin1String(context.function) %
+                             QLatin1Char(']');
     const QString head =
         QLatin1Char('[') % recordTime(QDateTime::currentSecsSinceEpoch()) % QLatin1Char(']') % levelTag(type);
     KxLog::instance()->reportLog(head, location, msg, type);
@@ -276,9 +276,10 @@ void KxLog::reportHttpLog(unsigned char level, unsigned char clientType, unsigne
                           int timestamp, int elapsedSeconds)
 {
     const QJsonObject document = logreport::reportDocument(
-        {level, clientType, trigger, key, room, clientDescription, device, serviceVersion, version, system, user, title,
-         data, server, clientAddress, uploadSpeed, downloadSpeed, reconnectCount, timestamp, elapsedSeconds,
-         clientName});
+        {level,     clientType,     trigger,       key,         room,          clientDescription,
+         device,    serviceVersion, version,       system,      user,          title,
+         data,      server,         clientAddress, uploadSpeed, downloadSpeed, reconnectCount,
+         timestamp, elapsedSeconds, clientName});
     auto *manager = new QNetworkAccessManager(this);
     QNetworkReply *reply =
         manager->post(generateRequest(QStringLiteral(":21999/log")), QJsonDocument(document).toJson());
@@ -302,8 +303,7 @@ void KxLog::logError(const QString &roomSdkId, const QString &user, int role, co
     const QByteArray document = logreport::errorDocument(roomSdkId, user, role, userName, message, type);
     // Dies with this call, and the reply with it: nothing waits for the answer, and a client in trouble keeps nothing.
     QNetworkAccessManager manager;
-    QNetworkReply *reply =
-        manager.post(generateNewRequest(QStringLiteral("/logsys/client/v1/error/report")), document);
+    QNetworkReply *reply = manager.post(generateNewRequest(QStringLiteral("/logsys/client/v1/error/report")), document);
     connect(reply, SIGNAL(finished()), this, SLOT(onLog()));
 }
 

@@ -19,7 +19,7 @@ QString clientDescription(int clientType)
     case kMediaClient:
         return QStringLiteral("media_client");
     default:
-        return QString();
+        return {};
     }
 }
 
@@ -34,7 +34,7 @@ QString reportTitle(int clientType, int reconnectCount)
     case kMediaClient:
         return QStringLiteral("media_reconnect");
     default:
-        return QString();
+        return {};
     }
 }
 
@@ -51,10 +51,8 @@ Message parseMessage(const QString &message)
     result.text = message;
     result.text.remove(kReportTag);
     // The order is part of the format: each marker is looked for in what the ones before it left.
-    result.uploadSpeed =
-        takeMarkedInt(result.text, QStringLiteral("$#$"), QStringLiteral("upload speed:%1KB/s"));
-    result.downloadSpeed =
-        takeMarkedInt(result.text, QStringLiteral("#$#"), QStringLiteral("download speed:%1KB/s"));
+    result.uploadSpeed = takeMarkedInt(result.text, QStringLiteral("$#$"), QStringLiteral("upload speed:%1KB/s"));
+    result.downloadSpeed = takeMarkedInt(result.text, QStringLiteral("#$#"), QStringLiteral("download speed:%1KB/s"));
     result.clientType = takeMarkedInt(result.text, QStringLiteral("$$"), QString());
     result.reconnectCount = takeMarkedInt(result.text, QStringLiteral("@@"), QStringLiteral("count:%1"));
     result.clientDescription = clientDescription(result.clientType);
@@ -67,8 +65,8 @@ Message parseMessage(const QString &message)
 
 QString recordText(const QString &head, const QString &location, const Message &message)
 {
-    return head + location + message.clientDescription + QStringLiteral("   ") + message.title + QStringLiteral("  ")
-           + message.text + QStringLiteral("\r\n");
+    return head + location + message.clientDescription + QStringLiteral("   ") + message.title + QStringLiteral("  ") +
+           message.text + QStringLiteral("\r\n");
 }
 
 int takeMarkedInt(QString &text, const QString &marker, const QString &format)

@@ -12,7 +12,7 @@ constexpr qint64 kMinExpiredAgeDays = 3;
 QDate stampDate(const QString &stamp, const QString &format)
 {
     if (stamp.size() != format.size())
-        return QDate();
+        return {};
     int year = 0;
     int month = 0;
     int day = 0;
@@ -42,10 +42,10 @@ QDate stampDate(const QString &stamp, const QString &format)
         int *value = field(format.at(i).unicode());
         if (value == nullptr) {
             if (stamp.at(i) != format.at(i))
-                return QDate();
+                return {};
         } else {
             if (character < '0' || character > '9')
-                return QDate();
+                return {};
             *value = *value * 10 + (character - '0');
         }
     }

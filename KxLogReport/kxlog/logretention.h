@@ -10,10 +10,12 @@ struct RetentionRule
     QStringList nameFilters; ///< QDir wildcard patterns of the names that are considered
     QString markerFormat;    ///< QDate format of the day-marker file's base name; its suffix is ".dat"
     QString removedPrefix;   ///< removed wherever it stands before the stamp is parsed; may be empty
-    QString stampFormat;     ///< digits and literal text of the name up to its first ".", in QDateTime's letters; local time
+    QString
+        stampFormat; ///< digits and literal text of the name up to its first ".", in QDateTime's letters; local time
 };
 
-/// The rule of the program's own log directory: names with a dot, stamped 2024_05_01_09_30_00, with or without "crash_".
+/// The rule of the program's own log directory: names with a dot, stamped 2024_05_01_09_30_00, with or without
+/// "crash_".
 RetentionRule ownLogRule();
 
 /// The rule of the SDK's log directory: *.log and *.dat, stamped 20240501093000.

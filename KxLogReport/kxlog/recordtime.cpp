@@ -25,8 +25,7 @@ QString recordTime(qint64 secsSinceEpoch)
     if (known.length != 0 && known.second == secsSinceEpoch)
         return QString(known.text.data(), known.length);
 
-    const QString text =
-        QDateTime::fromSecsSinceEpoch(secsSinceEpoch).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    QString text = QDateTime::fromSecsSinceEpoch(secsSinceEpoch).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
     if (text.size() <= static_cast<int>(known.text.size())) {
         std::copy_n(text.constData(), text.size(), known.text.begin());
         known.length = text.size();

@@ -20,10 +20,6 @@ int currentMacVersion()
 
 } // namespace
 
-KxSysInfo::KxSysInfo() = default;
-
-KxSysInfo::~KxSysInfo() = default;
-
 QString KxSysInfo::getSysVersion()
 {
     return macVersionText(currentMacVersion());
@@ -31,22 +27,22 @@ QString KxSysInfo::getSysVersion()
 
 QString KxSysInfo::getCpuInfo()
 {
-    return QString();
+    return {};
 }
 
 QList<QVariant> KxSysInfo::getNetInfo()
 {
-    return QList<QVariant>();
+    return {};
 }
 
 QList<QVariant> KxSysInfo::getDiskInfo()
 {
-    return QList<QVariant>();
+    return {};
 }
 
 QMap<QString, QVariant> KxSysInfo::getMemoryInfo()
 {
-    return QMap<QString, QVariant>();
+    return {};
 }
 
 QVariant KxSysInfo::getHardWareVariant()

@@ -13,8 +13,8 @@
 class KxSysInfo
 {
 public:
-    KxSysInfo();
-    ~KxSysInfo();
+    KxSysInfo() = default;
+    ~KxSysInfo() = default;
 
     /// Operating-system text: "mac10.7" to "mac10.10", else "mac", on every other system too.
     static QString getSysVersion();

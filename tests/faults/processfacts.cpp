@@ -35,8 +35,7 @@ int threadCount(qint64 process)
 
 qint64 peakMemoryKiB(qint64 process)
 {
-    static const QRegularExpression peak(QStringLiteral("^VmHWM:\\s*(\\d+) kB$"),
-                                         QRegularExpression::MultilineOption);
+    static const QRegularExpression peak(QStringLiteral("^VmHWM:\\s*(\\d+) kB$"), QRegularExpression::MultilineOption);
     QFile status(folderOf(process) + QStringLiteral("/status"));
     if (!status.open(QIODevice::ReadOnly))
         return -1;

@@ -1,5 +1,5 @@
-#include "entries.h"
 #include "fileio.h"
+#include "folder.h"
 #include "logrecords.h"
 #include "messagecatcher.h"
 #include "openkxlog.h"

@@ -82,6 +82,7 @@ void TestLogReport::takesMarkedInt_data()
     row("two that overlap", "a$$$b", "$$", "", 0, "ab");
     row("two overlap after a field", "$$1$$$", "$$", "", 1, "");
     row("overlap in front of a field", "$$$1$$", "$$", "", 0, "");
+    row("overlap that could be part of the value", "111511", "11", count, 15, "count:15");
     row("marker of other characters inside", "$#$#$", "$#$", up, 0, "upload speed:0KB/s");
     row("the other marker's overlap", "#$#$#", "#$#", "download speed:%1KB/s", 0, "download speed:0KB/s");
     row("overlap at the end of a field", "#$#64#$#$#", "#$#", "download speed:%1KB/s", 64, "download speed:64KB/s");

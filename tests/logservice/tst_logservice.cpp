@@ -1,7 +1,10 @@
-#include "logserviceprocess.h"
-#include "rawclient.h"
+#include "servicetest.h"
+#include "storedfiles.h"
 #include "wireform.h"
 
+#include <QtNetwork/QHttpMultiPart>
+#include <QtNetwork/QNetworkAccessManager>
+#include <QtNetwork/QNetworkReply>
 #include <QtTest/QtTest>
 
 using namespace wireform;
@@ -10,100 +13,24 @@ namespace {
 
 constexpr int kPatienceMs = 20000;
 
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<cannot be opened>");
-}
-
-/// Everything below \a folder but the service's lock, as sorted relative paths of files and folders.
-QStringList tree(const QString &folder)
-{
-    QStringList paths;
-    QDirIterator found(folder, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (found.hasNext())
-        paths << QDir(folder).relativeFilePath(found.next());
-    paths.removeOne(QStringLiteral(".lock"));
-    paths.sort();
-    return paths;
-}
-
-/// Bytes of every value, among them line ends and dashes.
-QByteArray mixedBytes(int count)
-{
-    QByteArray bytes(count, '\0');
-    quint32 state = 1;
-    for (char &byte : bytes) {
-        state = state * 1664525U + 1013904223U;
-        byte = "\r\n-"[(state >> 24U) % 3];
-        if ((state >> 16U) % 4 != 0)
-            byte = char(state >> 24U);
-    }
-    return bytes;
-}
-
-qint64 residentKilobytes(qint64 processId)
-{
-    QProcess ps;
-    ps.start(QStringLiteral("ps"),
-             {QStringLiteral("-o"), QStringLiteral("rss="), QStringLiteral("-p"), QString::number(processId)});
-    ps.waitForFinished();
-    return ps.readAllStandardOutput().trimmed().toLongLong();
-}
-
 } // namespace
 
-class TestLogService : public QObject
+class TestLogService : public ServiceTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
     void storesWhatEachEndpointTakes_data();
     void storesWhatEachEndpointTakes();
+    void takesFormsOfTheNetworkModule();
     void describesAnUploadInItsIndex();
     void describesAReportInItsIndex();
     void storesEveryByte();
     void neverUsesTheFileNameAsAPath_data();
     void neverUsesTheFileNameAsAPath();
     void storesDuplicatesAgain();
-    void takesSeveralRequestsOnOneConnection();
-    void endsTheConnectionWhenAsked();
-    void takesChunkedBodies();
-    void serves64ClientsAtOnce();
-    void holdsNoFileInMemory();
-    void abortedUploadLeavesNothing();
-    void endsAtOnceWhileAnUploadIsSilent();
     void countsOnAfterARestart();
-
-private:
-    QString stored(const QString &path) const { return folder_->filePath(path); }
-    RawAnswer upload(const QByteArray &fileName, const QByteArray &body)
-    {
-        return RawClient::ask(service_->port(), post(logFilePath(), formType(), logForm(fileName, body)));
-    }
-
-    QScopedPointer<QTemporaryDir> folder_;
-    QScopedPointer<LogServiceProcess> service_;
 };
-
-void TestLogService::init()
-{
-    folder_.reset(new QTemporaryDir);
-    service_.reset(new LogServiceProcess);
-    QVERIFY(service_->start(LogServiceProcess::onFreePorts(folder_->path())));
-}
-
-void TestLogService::cleanup()
-{
-    const int status = service_->stop();
-    const QByteArray errors = service_->errorText();
-    service_.reset();
-    folder_.reset();
-    QCOMPARE(errors, QByteArray());
-    QCOMPARE(status, 0);
-}
 
 void TestLogService::storesWhatEachEndpointTakes_data()
 {
@@ -170,7 +97,7 @@ void TestLogService::storesWhatEachEndpointTakes()
     QFETCH(QByteArray, line);
 
     const RawAnswer answer =
-        RawClient::ask(isReport ? service_->reportPort() : service_->port(), post(path, contentType, body));
+        RawClient::ask(isReport ? service().reportPort() : service().port(), post(path, contentType, body));
     QCOMPARE(answer.status, 200);
     QCOMPARE(answer.body, QByteArray("{\"Code\":0}"));
     QVERIFY2(answer.head.contains("\r\nContent-Type: application/json\r\n"), answer.head.constData());
@@ -181,15 +108,41 @@ void TestLogService::storesWhatEachEndpointTakes()
         QCOMPARE(contents(stored(expected.last())), file.value());
     }
     expected.sort();
-    QCOMPARE(tree(folder_->path()), expected);
-    QVERIFY2(service_->waitForRequestLine(line), service_->requestLines().constData());
+    QCOMPARE(tree(folder()), expected);
+    QVERIFY2(service().waitForRequestLine(line), service().requestLines().constData());
+}
+
+void TestLogService::takesFormsOfTheNetworkModule()
+{
+    QHttpMultiPart form(QHttpMultiPart::FormDataType);
+    form.setBoundary(boundary());
+    for (const Part &part :
+         {textPart("room", "nickname-ann."), textPart("namespace", ""), filePart("a\"b.log", "bytes")}) {
+        QHttpPart formPart;
+        formPart.setHeader(QNetworkRequest::ContentDispositionHeader, part.disposition);
+        if (!part.contentType.isEmpty())
+            formPart.setHeader(QNetworkRequest::ContentTypeHeader, part.contentType);
+        formPart.setBody(part.body);
+        form.append(formPart);
+    }
+    const QString url = QStringLiteral("http://127.0.0.1:%1%2").arg(service().port());
+    QNetworkRequest request(QUrl(url.arg(QString::fromLatin1(logFilePath()))));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, formType());
+    QNetworkAccessManager manager;
+    const QScopedPointer<QNetworkReply> reply(manager.post(request, &form));
+    QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), kPatienceMs);
+    QCOMPARE(reply->error(), QNetworkReply::NoError);
+    QCOMPARE(reply->readAll(), QByteArray("{\"Code\":0}"));
+    QVERIFY(!reply->hasRawHeader("Content-Encoding"));
+    QCOMPARE(contents(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
+    QVERIFY(service().waitForRequestLine(" logfile \"a\\\"b.log\" 5 bytes from \"nickname-ann.\" "));
 }
 
 void TestLogService::describesAnUploadInItsIndex()
 {
     const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
     const QByteArray room("nickname-\"\xe6\x97\xa5\".");
-    QCOMPARE(RawClient::ask(service_->port(), post(producerPath(), formType(),
+    QCOMPARE(RawClient::ask(service().port(), post(producerPath(), formType(),
                                                    form({textPart("room", room), textPart("namespace", ""),
                                                          filePart("x\x01y", "bytes")})))
                  .status,
@@ -213,7 +166,7 @@ void TestLogService::describesAnUploadInItsIndex()
 void TestLogService::describesAReportInItsIndex()
 {
     const QByteArray report(R"({"Level":2,"UserSid":"42"})");
-    QCOMPARE(RawClient::ask(service_->reportPort(), post(reportPath(), "application/json", report)).status, 200);
+    QCOMPARE(RawClient::ask(service().reportPort(), post(reportPath(), "application/json", report)).status, 200);
     auto index = QJsonDocument::fromJson(contents(stored(QStringLiteral("000001-report/upload.json")))).object();
     index.remove(QStringLiteral("time"));
     const QJsonObject expected = {{QStringLiteral("kind"), QStringLiteral("report")},
@@ -285,114 +238,12 @@ void TestLogService::storesDuplicatesAgain()
     QCOMPARE(contents(stored(QStringLiteral("000002-logfile/file.bin"))), QByteArray("bytes"));
 }
 
-void TestLogService::takesSeveralRequestsOnOneConnection()
-{
-    RawClient client(service_->port());
-    for (int i = 0; i < 20; ++i) {
-        QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", mixedBytes(5000 * i)))));
-        const RawAnswer answer = client.readAnswer();
-        QCOMPARE(answer.status, 200);
-        QVERIFY(!answer.head.contains("Connection: close"));
-    }
-    QCOMPARE(contents(stored(QStringLiteral("000020-logfile/file.bin"))), mixedBytes(5000 * 19));
-}
-
-void TestLogService::endsTheConnectionWhenAsked()
-{
-    RawClient client(service_->port());
-    QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", "bytes"), "Connection: close\r\n")));
-    const RawAnswer answer = client.readAnswer();
-    QCOMPARE(answer.status, 200);
-    QCOMPARE(answer.body, QByteArray("{\"Code\":0}"));
-    QVERIFY(answer.head.contains("\r\nConnection: close\r\n"));
-    QVERIFY(client.waitForEnd());
-}
-
-void TestLogService::takesChunkedBodies()
-{
-    QByteArray request = "POST " + logFilePath() + " HTTP/1.1\r\nHost: x\r\nContent-Type: " + formType() +
-                         "\r\nTransfer-Encoding: chunked\r\n\r\n";
-    const QByteArray body = logForm("a.log", "bytes");
-    for (int i = 0; i < body.size(); i += 10) {
-        const QByteArray chunk = body.mid(i, 10);
-        request += QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n";
-    }
-    QCOMPARE(RawClient::ask(service_->port(), request + "0\r\n\r\n").status, 200);
-    QCOMPARE(contents(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
-}
-
-void TestLogService::serves64ClientsAtOnce()
-{
-    const QByteArray request = post(logFilePath(), formType(), logForm("a.log", "bytes"));
-    std::vector<std::unique_ptr<RawClient>> clients;
-    for (int i = 0; i < 64; ++i) {
-        clients.push_back(std::make_unique<RawClient>(service_->port()));
-        QVERIFY(clients.back()->send(request.left(request.size() - 20)));
-    }
-    for (auto client = clients.rbegin(); client != clients.rend(); ++client) {
-        QVERIFY((*client)->send(request.right(20)));
-        QCOMPARE((*client)->readAnswer().status, 200);
-    }
-    QVERIFY(QFile::exists(stored(QStringLiteral("000064-logfile/upload.json"))));
-}
-
-void TestLogService::holdsNoFileInMemory()
-{
-    constexpr int kMegabyte = 1024 * 1024;
-    constexpr int kMegabytes = 64;
-    QCOMPARE(upload("first.log", QByteArray(kMegabyte, 'x')).status, 200);
-    const qint64 before = residentKilobytes(service_->processId());
-    QVERIFY(before > 0);
-
-    const QByteArray form = logForm("a.log", QByteArray(kMegabytes * kMegabyte, 'x'));
-    const QByteArray request = post(logFilePath(), formType(), form);
-    RawClient client(service_->port());
-    QVERIFY(client.send(request.left(request.size() - 10)));
-    const QFileInfo file(stored(QStringLiteral(".incoming-2/file.bin")));
-    const auto sizeNow = [&file] { return QFileInfo(file.filePath()).size(); };
-    QTRY_VERIFY_WITH_TIMEOUT(sizeNow() > (kMegabytes - 1) * kMegabyte, kPatienceMs);
-    QVERIFY(residentKilobytes(service_->processId()) < before + 16 * 1024);
-
-    QVERIFY(client.send(request.right(10)));
-    QCOMPARE(client.readAnswer().status, 200);
-}
-
-void TestLogService::abortedUploadLeavesNothing()
-{
-    const QByteArray request = post(logFilePath(), formType(), logForm("a.log", QByteArray(1000000, 'x')));
-    RawClient client(service_->port());
-    QVERIFY(client.send(request.left(request.size() / 2)));
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(stored(QStringLiteral(".incoming-1/file.bin"))), kPatienceMs);
-    client.abort();
-    QVERIFY(service_->waitForRequestLine("refused with 400: the body was cut off behind "));
-    QVERIFY(service_->requestLines().contains(" logfile \"a.log\" "));
-    QCOMPARE(tree(folder_->path()), QStringList());
-
-    QCOMPARE(upload("b.log", "bytes").status, 200);
-    QVERIFY(QFile::exists(stored(QStringLiteral("000001-logfile"))));
-}
-
-void TestLogService::endsAtOnceWhileAnUploadIsSilent()
-{
-    const QByteArray request = post(logFilePath(), formType(), logForm("a.log", QByteArray(1000000, 'x')));
-    RawClient client(service_->port());
-    QVERIFY(client.send(request.left(request.size() / 2)));
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(stored(QStringLiteral(".incoming-1/file.bin"))), kPatienceMs);
-    QElapsedTimer timer;
-    timer.start();
-    QCOMPARE(service_->stop(), 0);
-    // Far less than the time that the service waits for a silent client.
-    QVERIFY2(timer.elapsed() < 15000, QByteArray::number(timer.elapsed()).constData());
-    QCOMPARE(tree(folder_->path()), QStringList());
-    QVERIFY(service_->start(LogServiceProcess::onFreePorts(folder_->path())));
-}
-
 void TestLogService::countsOnAfterARestart()
 {
     QCOMPARE(upload("a.log", "first").status, 200);
-    QCOMPARE(service_->stop(), 0);
-    QVERIFY(QDir(folder_->path()).mkpath(QStringLiteral(".incoming-9/rest")));
-    QVERIFY(service_->start(LogServiceProcess::onFreePorts(folder_->path())));
+    QCOMPARE(service().stop(), 0);
+    QVERIFY(QDir(folder()).mkpath(QStringLiteral(".incoming-9/rest")));
+    QVERIFY(service().start(LogServiceProcess::onFreePorts(folder())));
     QVERIFY(!QFile::exists(stored(QStringLiteral(".incoming-9"))));
     QCOMPARE(upload("a.log", "second").status, 200);
     QCOMPARE(contents(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("first"));

@@ -30,8 +30,8 @@ private slots:
     void refusesMalformedJson();
     void refusesStrayRequests_data();
     void refusesStrayRequests();
-    void refusesUnclearLengths_data();
-    void refusesUnclearLengths();
+    void refusesUnreadableBodies_data();
+    void refusesUnreadableBodies();
     void refusesAFormLongerThanItsDeclaredLength();
     void refusesABodyThatIsCutOff();
     void answersBehindALargeRefusedBody();
@@ -157,7 +157,8 @@ void TestLogServiceRefusals::refusesMalformedJson_data()
     QTest::newRow("cut off") << QByteArray("{\"a\":1");
     QTest::newRow("two objects") << QByteArray("{}{}");
     QTest::newRow("not UTF-8") << QByteArray("{\"a\":\"\xff\"}");
-    QTest::newRow("deep") << QByteArray(1000000, '[');
+    QTest::newRow("deep array") << QByteArray(1000000, '[');
+    QTest::newRow("deep object") << QByteArray("{\"a\":").repeated(1000000) + "1" + QByteArray(1000000, '}');
 }
 
 void TestLogServiceRefusals::refusesMalformedJson()
@@ -200,7 +201,7 @@ void TestLogServiceRefusals::refusesStrayRequests()
     QVERIFY(answer.head.contains("\r\nConnection: close\r\n"));
 }
 
-void TestLogServiceRefusals::refusesUnclearLengths_data()
+void TestLogServiceRefusals::refusesUnreadableBodies_data()
 {
     QTest::addColumn<QByteArray>("headers");
     QTest::addColumn<int>("status");
@@ -211,10 +212,11 @@ void TestLogServiceRefusals::refusesUnclearLengths_data()
     QTest::newRow("number and word") << QByteArray("Content-Length: 1x\r\n") << 400;
     QTest::newRow("two") << QByteArray("Content-Length: 1\r\nContent-Length: 2\r\n") << 400;
     QTest::newRow("chunked and a length") << QByteArray("Transfer-Encoding: chunked\r\nContent-Length: 1\r\n") << 400;
+    QTest::newRow("gzip") << QByteArray("Content-Encoding: gzip\r\nContent-Length: 1\r\n") << 415;
     QTest::newRow("other encoding") << QByteArray("Transfer-Encoding: gzip\r\n") << 400;
 }
 
-void TestLogServiceRefusals::refusesUnclearLengths()
+void TestLogServiceRefusals::refusesUnreadableBodies()
 {
     QFETCH(QByteArray, headers);
     QFETCH(int, status);

@@ -1,5 +1,7 @@
 #include "inifile.h"
 
+#include "fileio.h"
+
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -21,7 +23,8 @@ class Copy
 public:
     explicit Copy(const QString &path) : path_(directory_.filePath(QStringLiteral("copy.ini")))
     {
-        QFile::copy(path, path_);
+        if (QFile::exists(path))
+            writeFile(path_, readFile(path));
     }
 
     const QString &path() const { return path_; }
@@ -63,9 +66,6 @@ bool IniFile::change(const std::function<void(QSettings &)> &fill) const
     const Copy copy(path_);
     if (!withSettings(copy.path(), fill))
         return false;
-    // Without a single value there is no file, which an empty one stands for just as well.
-    if (!QFile::exists(copy.path()))
-        return QFile(path_).open(QIODevice::WriteOnly);
-    QFile::remove(path_);
-    return QFile::copy(copy.path(), path_);
+    // Without a single value there is no copy, and an empty file stands for that just as well.
+    return writeFile(path_, readFile(copy.path()));
 }

@@ -97,3 +97,14 @@ QByteArray RawClient::receiveSome(int quietMs)
         end_ = count == 0 ? End::Closed : End::Reset;
     return QByteArray(buffer, int(std::max<decltype(count)>(count, 0)));
 }
+
+QByteArray rawPost(const QByteArray &body, const QByteArray &path)
+{
+    return "POST " + path + " HTTP/1.1\r\nHost: x\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" +
+           body;
+}
+
+QByteArray bodyOf(const QByteArray &answer)
+{
+    return answer.mid(answer.indexOf("\r\n\r\n") + 4);
+}

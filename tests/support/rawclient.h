@@ -35,3 +35,8 @@ private:
     End end_ = End::Open;
     QByteArray unread_;
 };
+
+/// The bytes of a POST request with `body`.
+QByteArray rawPost(const QByteArray &body, const QByteArray &path = QByteArrayLiteral("/"));
+/// What follows the head in the bytes of an answer.
+QByteArray bodyOf(const QByteArray &answer);

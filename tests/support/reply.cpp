@@ -149,8 +149,3 @@ Reply Reply::onRequest(const Hook &hook) const
     reply.requestHooks.push_back(hook);
     return reply;
 }
-
-bool Reply::throttlesReading() const
-{
-    return readDelayMs > 0 || std::any_of(marks.begin(), marks.end(), [](const Mark &mark) { return !mark.hook; });
-}

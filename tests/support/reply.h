@@ -18,7 +18,7 @@ struct Reply
     enum class When { OnConnect, AfterHeaders, DuringBody, AfterBody };
     /// What becomes of the connection once the answer, if any, is written.
     enum class Then { KeepOpen, Close, Reset };
-    /// Something that happens when exactly `bodyBytes` bytes of the body were read: the hook, or a stop until
+    /// Something that happens once `bodyBytes` bytes of the body were read: the hook, or a stop until
     /// release().
     struct Mark
     {
@@ -58,20 +58,17 @@ struct Reply
     Reply untilAnotherRequest() const;
     /// Reads the body at most `chunkBytes` at a time, waiting `delayMs` before each.
     Reply readingSlowly(int chunkBytes, int delayMs) const;
-    /// Stops reading when exactly `bodyBytes` bytes of the body were read, until ScriptedServer::release(). The
-    /// sender is stopped only when the system's buffers are full, on Linux after about 4 MB: use bodies of 16 MB and
-    /// more where that matters.
+    /// Stops reading once `bodyBytes` bytes of the body were read (and at most 64 KiB more), until
+    /// ScriptedServer::release(). The sender is stopped only when the system's buffers are full, on Linux after about
+    /// 4 MB: let 16 MB and more follow where that matters.
     Reply holdingAt(qint64 bodyBytes) const;
     /// Calls `hook` in a thread of the server when the headers were read and nothing of the body.
     Reply onHeaders(const Hook &hook) const;
-    /// Calls `hook` in a thread of the server when exactly `bodyBytes` bytes of the body were read. A request whose
-    /// body is shorter never gets there. Hooks and holds at the same number run in the order in which they were added.
+    /// Calls `hook` in a thread of the server once `bodyBytes` bytes of the body were read (and at most 64 KiB more). A
+    /// request whose body is shorter never gets there. Hooks and holds at one number run in the order of their adding.
     Reply onBodyBytes(qint64 bodyBytes, const Hook &hook) const;
     /// Calls `hook` in a thread of the server when the request was read and recorded, before it is answered.
     Reply onRequest(const Hook &hook) const;
-
-    /// Whether the server must keep its receive buffer small, so that the sender notices what the reader does.
-    bool throttlesReading() const;
 
     When when = When::AfterBody;
     qint64 actAtBodyBytes = 0; ///< for When::DuringBody

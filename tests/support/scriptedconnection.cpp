@@ -107,10 +107,7 @@ bool ScriptedConnection::readBody(RecordedRequest &request, QCryptographicHash &
             return false;
         if (reply_.readDelayMs > 0)
             state_.pause(reply_.readDelayMs);
-        qint64 limit = wanted;
-        if (nextMark_ < reply_.marks.size())
-            limit = std::min(limit, reply_.marks[nextMark_].bodyBytes);
-        const QByteArray piece = unread_.left(int(std::min<qint64>(limit - request.bodySize, reply_.readChunk)));
+        const QByteArray piece = unread_.left(int(std::min<qint64>(wanted - request.bodySize, reply_.readChunk)));
         unread_.remove(0, piece.size());
         request.bodySize += piece.size();
         if (config_.bodyStore == BodyStore::Keep)
@@ -178,17 +175,11 @@ bool ScriptedConnection::fill()
 bool ScriptedConnection::send(const QByteArray &bytes)
 {
     socket_->write(bytes);
-    while (unsentBytes() > 0) {
+    while (socket_->bytesToWrite() > 0) {
         if (state_.isStopped() || !socket_->waitForBytesWritten(-1))
             return false;
     }
     return true;
-}
-
-qint64 ScriptedConnection::unsentBytes() const
-{
-    const auto *tls = qobject_cast<const QSslSocket *>(socket_.get());
-    return socket_->bytesToWrite() + (tls ? tls->encryptedBytesToWrite() : 0);
 }
 
 void ScriptedConnection::closeInOrder()

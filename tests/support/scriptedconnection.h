@@ -30,7 +30,6 @@ private:
     bool act(const RecordedRequest &request);
     bool fill();
     bool send(const QByteArray &bytes);
-    qint64 unsentBytes() const;
     void closeInOrder();
     void resetWhenClosed();
 

@@ -14,9 +14,6 @@
 
 namespace {
 
-/// Small beside what the sender's own side of the connection takes before it blocks.
-constexpr int kSmallReceiveBuffer = 128 * 1024;
-
 class Acceptor : public QTcpServer
 {
 public:
@@ -70,7 +67,6 @@ protected:
         Acceptor acceptor(config_, state_);
         if (acceptor.listen(QHostAddress::LocalHost, config_.port)) {
             port = acceptor.serverPort();
-            narrowReceiveBuffer(acceptor.socketDescriptor());
         } else {
             error = QStringLiteral("cannot listen on 127.0.0.1:%1: %2").arg(config_.port).arg(acceptor.errorString());
         }
@@ -80,16 +76,6 @@ protected:
     }
 
 private:
-    void narrowReceiveBuffer(qintptr descriptor) const
-    {
-        const bool throttles = config_.fallback.throttlesReading() ||
-                               std::any_of(config_.script.begin(), config_.script.end(),
-                                           [](const Reply &reply) { return reply.throttlesReading(); });
-        // Accepted connections inherit the size; set on them it would come after the first window was offered.
-        if (throttles)
-            ::setsockopt(int(descriptor), SOL_SOCKET, SO_RCVBUF, &kSmallReceiveBuffer, sizeof kSmallReceiveBuffer);
-    }
-
     const Config &config_;
     ServerState &state_;
     QSemaphore ready_;

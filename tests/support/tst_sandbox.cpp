@@ -8,6 +8,8 @@
 #include <QSettings>
 #include <QTest>
 
+#include <csignal>
+
 namespace {
 
 QString sampleTool()
@@ -77,7 +79,7 @@ private slots:
     void seesChangesOfTheSameSizeAtOnce()
     {
         const Sandbox sandbox(sampleTool());
-        for (int i = 100; i < 300; ++i) {
+        for (int i = 100; i < 200; ++i) {
             const QByteArray group = "g" + QByteArray::number(i);
             QVERIFY(sandbox.writeRawIni("[" + group + "]\nx=1\n"));
             QCOMPARE(sandbox.groups(), QStringList{QString::fromLatin1(group)});
@@ -229,11 +231,10 @@ private slots:
     {
         const Sandbox sandbox(sampleTool());
         auto run = sandbox.startTool({QStringLiteral("sleep"), QStringLiteral("60000")});
-        const QString process = QStringLiteral("/proc/%1").arg(run->processId());
-        if (!QFileInfo::exists(process))
-            QSKIP("needs /proc");
+        const auto process = pid_t(run->processId());
+        QCOMPARE(::kill(process, 0), 0);
         run.reset();
-        QVERIFY(!QFileInfo::exists(process));
+        QVERIFY(::kill(process, 0) != 0);
     }
 
 private:

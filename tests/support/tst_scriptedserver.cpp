@@ -1,32 +1,14 @@
 #include "messagecatcher.h"
 #include "rawclient.h"
 #include "scriptedserver.h"
-#include "waitfor.h"
 
 #include <QCryptographicHash>
-#include <QElapsedTimer>
 #include <QTest>
-#include <atomic>
-
-namespace {
-
-QByteArray post(const QByteArray &body, const QByteArray &path = "/")
-{
-    return "POST " + path + " HTTP/1.1\r\nHost: x\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" +
-           body;
-}
-
-QByteArray bodyOf(const QByteArray &answer)
-{
-    return answer.mid(answer.indexOf("\r\n\r\n") + 4);
-}
-
-} // namespace
 
 Q_DECLARE_METATYPE(Reply)
 Q_DECLARE_METATYPE(RawClient::End)
 
-/// The server as a client sees it that speaks to it without any HTTP code.
+/// What the server records and answers, as a client sees it that speaks to it without any HTTP code.
 class TestScriptedServer : public QObject
 {
     Q_OBJECT
@@ -60,13 +42,13 @@ private slots:
         const ScriptedServer server(0, {Reply::json("1"), Reply::http(302, "2", {{"Location", "/z"}})},
                                     Reply::json("3"));
         RawClient client(server.port());
-        QVERIFY(client.send(post("a")));
+        QVERIFY(client.send(rawPost("a")));
         QCOMPARE(bodyOf(client.receiveAnswer()), QByteArray("1"));
-        QVERIFY(client.send(post("b")));
+        QVERIFY(client.send(rawPost("b")));
         const QByteArray redirect = client.receiveAnswer();
         QVERIFY2(redirect.startsWith("HTTP/1.1 302 ") && redirect.contains("\r\nLocation: /z\r\n"), redirect);
         for (int i = 0; i < 3; ++i) {
-            QVERIFY(client.send(post("c")));
+            QVERIFY(client.send(rawPost("c")));
             QCOMPARE(bodyOf(client.receiveAnswer()), QByteArray("3"));
         }
         QCOMPARE(server.requests().size(), 5);
@@ -77,21 +59,21 @@ private slots:
     {
         const ScriptedServer server;
         RawClient client(server.port());
-        QVERIFY(client.send(post("first") + post("second").left(20)));
+        QVERIFY(client.send(rawPost("first") + rawPost("second").left(20)));
         client.receiveAnswer();
-        QVERIFY(client.send(post("second").mid(20)));
+        QVERIFY(client.send(rawPost("second").mid(20)));
         client.receiveAnswer();
         QCOMPARE(server.distinctBodies(), (QList<QByteArray>{"first", "second"}));
     }
 
-    void serveSeveralConnectionsAtOnce()
+    void servesSeveralConnectionsAtOnce()
     {
         const ScriptedServer server(0, {Reply::silence()});
         RawClient waiting(server.port());
-        QVERIFY(waiting.send(post("a")));
+        QVERIFY(waiting.send(rawPost("a")));
         QVERIFY(server.waitForRequests(1));
         RawClient other(server.port());
-        QVERIFY(other.send(post("b")));
+        QVERIFY(other.send(rawPost("b")));
         QVERIFY(other.receiveAnswer().startsWith("HTTP/1.1 200 "));
         QCOMPARE(server.connections(), 2);
         QCOMPARE(server.requests().at(1).connection, 2);
@@ -126,7 +108,7 @@ private slots:
         QFETCH(int, bodySize);
         const ScriptedServer server(0, {reply});
         RawClient client(server.port());
-        QVERIFY(client.send(post(QByteArray(1000, 'x'))));
+        QVERIFY(client.send(rawPost(QByteArray(1000, 'x'))));
         QCOMPARE(client.receive(answer.size()), answer);
         QTEST(client.receiveEnd(300), "end");
         QCOMPARE(server.requests().size(), 1);
@@ -142,7 +124,7 @@ private slots:
         QVERIFY(first.isConnected());
         QCOMPARE(int(first.receiveEnd()), int(RawClient::End::Reset));
         RawClient second(server.port());
-        QVERIFY(second.send(post("x")));
+        QVERIFY(second.send(rawPost("x")));
         QVERIFY(second.receiveAnswer().startsWith("HTTP/1.1 200 "));
         QCOMPARE(server.requests().size(), 1);
         QCOMPARE(server.connections(), 2);
@@ -152,9 +134,9 @@ private slots:
     {
         const ScriptedServer server(0, {Reply::json(), Reply::resetOnConnect()});
         RawClient client(server.port());
-        QVERIFY(client.send(post("x")));
+        QVERIFY(client.send(rawPost("x")));
         client.receiveAnswer();
-        QVERIFY(client.send(post("y")));
+        QVERIFY(client.send(rawPost("y")));
         QCOMPARE(int(client.receiveEnd()), int(RawClient::End::Reset));
         QCOMPARE(server.requests().size(), 1);
     }
@@ -164,31 +146,21 @@ private slots:
         const ScriptedServer server(0, {Reply::json("1").untilAnotherRequest(), Reply::json("2")}, Reply::json("3"));
         RawClient client(server.port());
         QByteArray answers;
-        for (const QByteArray &request : {post("a"), post("b"), post("a", "/other"), post("a", "/other"), post("ab")}) {
+        for (const QByteArray &request :
+             {rawPost("a"), rawPost("b"), rawPost("a", "/other"), rawPost("a", "/other"), rawPost("ab")}) {
             QVERIFY(client.send(request));
             answers += bodyOf(client.receiveAnswer());
         }
         QCOMPARE(answers, QByteArray("11233"));
     }
 
-    void dripsItsAnswer()
-    {
-        const ScriptedServer server(0, {Reply::drip("0123456789", 4, 100)});
-        RawClient client(server.port());
-        QElapsedTimer timer;
-        timer.start();
-        QVERIFY(client.send(post("x")));
-        QCOMPARE(bodyOf(client.receiveAnswer()), QByteArray("0123456789"));
-        QVERIFY2(timer.elapsed() >= 300, qPrintable(QString::number(timer.elapsed())));
-    }
-
     void sendsBigAnswers()
     {
         const ScriptedServer server(0, {Reply::big(20), Reply::big(5000000)});
         RawClient client(server.port());
-        QVERIFY(client.send(post("x")));
+        QVERIFY(client.send(rawPost("x")));
         QCOMPARE(bodyOf(client.receiveAnswer()), QByteArray("{\"Code\":0,\"pad\":\"x\"}"));
-        QVERIFY(client.send(post("x")));
+        QVERIFY(client.send(rawPost("x")));
         const QByteArray body = bodyOf(client.receiveAnswer());
         QCOMPARE(body.size(), 5000000);
         QVERIFY(body.startsWith("{\"Code\":0,") && body.endsWith("x\"}"));
@@ -203,113 +175,6 @@ private slots:
         QCOMPARE(int(client.receiveEnd()), int(RawClient::End::Closed));
     }
 
-    void runsHooksInOrderAtTheirByte()
-    {
-        QList<QByteArray> order;
-        const auto note = [&](const char *what) { return [&order, what] { order.append(what); }; };
-        std::function<int()> recorded = [] { return -1; };
-        int before = -1;
-        int after = -1;
-        const Reply reply = Reply::json()
-                                .onRequest(note("request"))
-                                .onRequest([&] { after = recorded(); })
-                                .onBodyBytes(700, note("700"))
-                                .onBodyBytes(300, note("300"))
-                                .onBodyBytes(700, note("700 again"))
-                                .onBodyBytes(1001, note("never"))
-                                .onBodyBytes(1000, [&] { before = recorded(); })
-                                .onHeaders(note("headers"));
-        const ScriptedServer server(0, {reply});
-        recorded = [&] { return server.requests().size(); };
-        RawClient client(server.port());
-        QVERIFY(client.send(post(QByteArray(1000, 'x'))));
-        QVERIFY(!client.receiveAnswer().isEmpty());
-        QCOMPARE(order, (QList<QByteArray>{"headers", "300", "700", "700 again", "request"}));
-        QCOMPARE(before, 0);
-        QCOMPARE(after, 1);
-    }
-
-    void runsAHookOnlyOnceItsByteIsThere()
-    {
-        std::atomic<int> calls(0);
-        const ScriptedServer server(0, {Reply::json().onBodyBytes(6, [&] { ++calls; }).onHeaders([&] { ++calls; })});
-        RawClient client(server.port());
-        QVERIFY(client.send(post("0123456789").chopped(5)));
-        QVERIFY(waitFor([&] { return calls == 1; }));
-        QTest::qWait(50);
-        QCOMPARE(calls.load(), 1);
-        QVERIFY(client.send("5"));
-        QVERIFY(waitFor([&] { return calls == 2; }));
-        QVERIFY(server.requests().isEmpty());
-        QVERIFY(client.send("6789"));
-        QVERIFY(server.waitForRequests(1));
-    }
-
-    void stopsTheSenderUntilReleased()
-    {
-        ScriptedServer server(0, {Reply::json().holdingAt(1000)});
-        RawClient client(server.port());
-        const QByteArray request = post(QByteArray(32 * 1024 * 1024, 'x'));
-        const int sent = client.sendUntilStuck(request, 500);
-        qInfo("%d bytes were sent to a server that holds", sent);
-        QVERIFY(sent < request.size() / 2);
-        QVERIFY(server.waitForHold());
-        QVERIFY(server.requests().isEmpty());
-        server.release();
-        QVERIFY(client.send(request.mid(sent)));
-        QVERIFY(client.receiveAnswer().startsWith("HTTP/1.1 200 "));
-        QVERIFY(server.requests().first().bodyComplete);
-    }
-
-    void holdsAgainAtTheNextPlace()
-    {
-        std::atomic<int> passed(0);
-        const auto count = [&] { ++passed; };
-        ScriptedServer server(0, {Reply::json().holdingAt(0).onHeaders(count).holdingAt(5).onBodyBytes(5, count)});
-        RawClient client(server.port());
-        QVERIFY(client.send(post("0123456789")));
-        QVERIFY(server.waitForHold());
-        QCOMPARE(passed.load(), 0);
-        server.release();
-        QVERIFY(waitFor([&] { return passed == 1; }));
-        QVERIFY(server.waitForHold());
-        QCOMPARE(passed.load(), 1);
-        server.release();
-        QVERIFY(client.receiveAnswer().startsWith("HTTP/1.1 200 "));
-        QCOMPARE(passed.load(), 2);
-    }
-
-    void waitsInVainWhenNothingHolds()
-    {
-        const ScriptedServer server;
-        QVERIFY(!server.waitForHold(50));
-        QVERIFY(!server.waitForRequests(1, 50));
-    }
-
-    void readsSlowly()
-    {
-        const ScriptedServer server(0, {Reply::json().readingSlowly(200, 50)});
-        RawClient client(server.port());
-        QVERIFY(client.send(post(QByteArray(1000, 'x'))));
-        QVERIFY(client.receiveAnswer().startsWith("HTTP/1.1 200 "));
-        const RecordedRequest request = server.requests().first();
-        QVERIFY2(request.readMs - request.firstByteMs >= 250, "five chunks with a delay before each");
-        QCOMPARE(request.body, QByteArray(1000, 'x'));
-    }
-
-    void recordsAnUploadThatTheClientGaveUp()
-    {
-        const ScriptedServer server;
-        {
-            RawClient client(server.port());
-            QVERIFY(client.send(post("0123456789").chopped(4)));
-        }
-        QVERIFY(server.waitForRequests(1));
-        QCOMPARE(server.requests().first().body, QByteArray("012345"));
-        QVERIFY(!server.requests().first().bodyComplete);
-        QVERIFY(server.distinctBodies().isEmpty());
-    }
-
     void ignoresConnectionsWithoutARequest()
     {
         const ScriptedServer server(0, {Reply::json("1")});
@@ -317,7 +182,7 @@ private slots:
             const RawClient silent(server.port());
         }
         RawClient client(server.port());
-        QVERIFY(client.send(post("x")));
+        QVERIFY(client.send(rawPost("x")));
         QCOMPARE(bodyOf(client.receiveAnswer()), QByteArray("1"));
     }
 
@@ -349,7 +214,7 @@ private slots:
     {
         const ScriptedServer server;
         RawClient client(server.port());
-        for (const QByteArray &request : {post("a"), post("b"), post("a"), post("a", "/other")}) {
+        for (const QByteArray &request : {rawPost("a"), rawPost("b"), rawPost("a"), rawPost("a", "/other")}) {
             QVERIFY(client.send(request));
             client.receiveAnswer();
         }
@@ -366,7 +231,7 @@ private slots:
             const ScriptedServer server(config);
             RawClient client(server.port());
             const QByteArray body(300000, 'y');
-            QVERIFY(client.send(post(body)));
+            QVERIFY(client.send(rawPost(body)));
             client.receiveAnswer();
             const RecordedRequest request = server.requests().first();
             QVERIFY(request.body.isEmpty() && request.bodyComplete);
@@ -386,45 +251,6 @@ private slots:
         const QString place = QStringLiteral("127.0.0.1:%1").arg(first.port());
         QVERIFY2(second.errorString().contains(place), qPrintable(second.errorString()));
         QVERIFY(messages.contains(place));
-    }
-
-    void freesItsPortAtOnce()
-    {
-        quint16 port = 0;
-        for (int i = 0; i < 20; ++i) {
-            const ScriptedServer server(port, {Reply::silence()});
-            QVERIFY2(server.isListening(), qPrintable(server.errorString()));
-            port = server.port();
-            RawClient client(port);
-            QVERIFY(client.send(post("x")));
-            QVERIFY(server.waitForRequests(1));
-        }
-    }
-
-    void endsWhateverItIsDoing_data()
-    {
-        QTest::addColumn<Reply>("reply");
-        QTest::newRow("holds") << Reply::json().holdingAt(1);
-        QTest::newRow("is silent") << Reply::silence();
-        QTest::newRow("waits for more of the body") << Reply::json();
-        QTest::newRow("drips") << Reply::drip("xx", 1, 60000);
-        QTest::newRow("reads slowly") << Reply::json().readingSlowly(1, 60000);
-        QTest::newRow("writes what nobody reads") << Reply::big(50000000);
-    }
-    void endsWhateverItIsDoing()
-    {
-        QFETCH(Reply, reply);
-        auto server = std::make_unique<ScriptedServer>(0, QList<Reply>{reply});
-        RawClient client(server->port());
-        RawClient withoutRequest(server->port());
-        const bool unfinished = QByteArray(QTest::currentDataTag()).startsWith("waits");
-        QVERIFY(client.send(post("0123456789").chopped(unfinished ? 1 : 0)));
-        QTest::qWait(50);
-        QElapsedTimer timer;
-        timer.start();
-        server.reset();
-        QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
-        QVERIFY(client.receiveEnd() != RawClient::End::Open);
     }
 
     void refusesConnectionsOnAnUnusedPort()

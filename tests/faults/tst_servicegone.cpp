@@ -1,0 +1,118 @@
+#include "arrivals.h"
+#include "toolsetup.h"
+#include "waitfor.h"
+
+#include <QSettings>
+#include <QTest>
+#include <csignal>
+#include <memory>
+
+namespace {
+
+constexpr int kFiles = 200;
+constexpr int kSentBefore = 3;
+
+QString groupName(int i)
+{
+    return QStringLiteral("log%1").arg(i, 3, 10, QLatin1Char('0'));
+}
+
+} // namespace
+
+/// A service that goes away while a run is on, and comes back.
+class TestServiceGone : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        sandbox_ = std::make_unique<Sandbox>(Sandbox::builtTool(), fastFolder());
+        QVERIFY(addUser(*sandbox_));
+        QVERIFY(sandbox_->writeIni([&](QSettings &ini) {
+            for (int i = 0; i < kFiles; ++i) {
+                sandbox_->addFile(QStringLiteral("logs/") + groupName(i) + QStringLiteral(".log"), "text");
+                ini.setValue(groupName(i) + QStringLiteral("/sdk"), 0);
+            }
+        }));
+        // The service goes while the fourth request is on its way.
+        server_ = std::make_unique<ScriptedServer>(
+            servicePort(), QList<Reply>{Reply::json(), Reply::json(), Reply::json(), Reply::json().holdingAt(0)});
+        QVERIFY(server_->isListening());
+        run_ = sandbox_->startTool({});
+        QVERIFY(server_->waitForHold());
+        QCOMPARE(arrivedNames(*server_).size(), kSentBefore);
+    }
+    void cleanup()
+    {
+        run_.reset();
+        server_.reset();
+        sandbox_.reset();
+    }
+
+    void leavesTheRestForTheNextRun()
+    {
+        server_.reset();
+        const ToolResult result = run_->finish();
+        QVERIFY2(result.isSuccess(), result.describe().left(10000));
+        QVERIFY2(result.elapsedMs < 20000, result.describe().left(10000));
+        QCOMPARE(groups(), allGroups().mid(kSentBefore));
+
+        const ScriptedServer again(servicePort());
+        QVERIFY(again.isListening());
+        QVERIFY(sandbox_->runTool({}).isSuccess());
+        QCOMPARE(arrivedNames(again), namesOf(allGroups().mid(kSentBefore)));
+        QCOMPARE(groups(), QStringList());
+    }
+
+    void getsTheRestOfTheListWhenItComesBack()
+    {
+        server_.reset();
+        QVERIFY(waitFor([&] { return run_->standardError().contains("ConnectionRefusedError"); }));
+        // The tool waits, as it may go through the rest of its list faster than a service starts.
+        QCOMPARE(::kill(pid_t(run_->processId()), SIGSTOP), 0);
+        const ScriptedServer again(servicePort());
+        QVERIFY(again.isListening());
+        QCOMPARE(::kill(pid_t(run_->processId()), SIGCONT), 0);
+
+        const ToolResult result = run_->finish();
+        QVERIFY2(result.isSuccess(), result.describe().left(10000));
+        QVERIFY2(result.elapsedMs < 20000, result.describe().left(10000));
+        const QStringList kept = groups();
+        QVERIFY(!kept.isEmpty());
+        QCOMPARE(kept, allGroups().mid(kSentBefore, kept.size()));
+        QCOMPARE(arrivedNames(again), namesOf(allGroups().mid(kSentBefore + kept.size())));
+    }
+
+private:
+    static QStringList allGroups()
+    {
+        QStringList names;
+        for (int i = 0; i < kFiles; ++i)
+            names.append(groupName(i));
+        return names;
+    }
+
+    /// What the service receives in a run that sends the files of `groups`.
+    static QStringList namesOf(const QStringList &groups)
+    {
+        QStringList names;
+        for (const QString &group : groups)
+            names.append(group + QStringLiteral(".log"));
+        return names << QStringLiteral("own log");
+    }
+
+    QStringList groups() const
+    {
+        QStringList groups = sandbox_->groups();
+        groups.removeOne(QStringLiteral("system"));
+        return groups;
+    }
+
+    std::unique_ptr<Sandbox> sandbox_;
+    std::unique_ptr<ScriptedServer> server_;
+    std::unique_ptr<ToolRun> run_;
+};
+
+QTEST_GUILESS_MAIN(TestServiceGone)
+#include "tst_servicegone.moc"

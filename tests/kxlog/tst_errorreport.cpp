@@ -1,0 +1,324 @@
+#include "kxendpoints.h"
+#include "logsession.h"
+#include "messagecatcher.h"
+#include "openkxlog.h"
+#include "postspy.h"
+#include "reports.h"
+#include "scriptedserver.h"
+#include "withouttimes.h"
+
+#include <QTest>
+#include <limits>
+
+/// The record of an error report, and the request that is made for it.
+class TestErrorReport : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void logsACriticalReportMessage_data();
+    void logsACriticalReportMessage();
+    void writesItsRecord();
+    void postsTheDocument_data();
+    void postsTheDocument();
+    void postsTheArgumentsOfLogError();
+    void takesTheRoomFromAnySetter_data();
+    void takesTheRoomFromAnySetter();
+    void keepsTheWholeType_data();
+    void keepsTheWholeType();
+    void addressesTheGateway();
+    void logsBeforeItPosts();
+    void leavesNothingBehind();
+    void reportsWhileReportingIsOn();
+    void deletesTheReplyOfAFinishedRequest();
+};
+
+namespace {
+
+using Action = std::function<void(KxLog &)>;
+
+QString gatewayUrl()
+{
+    return QLatin1String(kxendpoints::kErrorGatewayUrl) + QStringLiteral("/logsys/client/v1/error/report");
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Action)
+
+void TestErrorReport::logsACriticalReportMessage_data()
+{
+    QTest::addColumn<qint64>("type");
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("plain") << Q_INT64_C(7) << QStringLiteral("lost") << QStringLiteral("kx_log 7 \"lost\"");
+    QTest::newRow("negative") << Q_INT64_C(-7) << QStringLiteral("lost") << QStringLiteral("kx_log -7 \"lost\"");
+    QTest::newRow("large") << std::numeric_limits<qint64>::max() << QStringLiteral("lost")
+                           << QStringLiteral("kx_log 9223372036854775807 \"lost\"");
+    QTest::newRow("empty") << Q_INT64_C(0) << QString() << QStringLiteral("kx_log 0 \"\"");
+    QTest::newRow("to be escaped") << Q_INT64_C(1) << QStringLiteral("a \"b\"\nc\\d")
+                                   << QStringLiteral("kx_log 1 \"a \\\"b\\\"\\nc\\\\d\"");
+    QTest::newRow("beyond ASCII") << Q_INT64_C(1) << QString::fromUtf8("größe 大小")
+                                  << QString::fromUtf8("kx_log 1 \"größe 大小\"");
+}
+
+void TestErrorReport::logsACriticalReportMessage()
+{
+    QFETCH(qint64, type);
+    QFETCH(QString, message);
+    QFETCH(QString, text);
+    const MessageCatcher catcher;
+    KxLog log;
+    log.kavriErrorLog(static_cast<long>(type), message);
+
+    QCOMPARE(catcher.texts(), QStringList(text));
+    const CaughtMessage caught = catcher.messages().constFirst();
+    QCOMPARE(caught.type, QtCriticalMsg);
+    QCOMPARE(caught.file, QByteArrayLiteral("KxLogReport/kxlog/kxlog"));
+    QCOMPARE(caught.line, 340);
+    QCOMPARE(caught.function, QByteArrayLiteral("void KxLog::kavriErrorLog(long, const QString &)"));
+    QCOMPARE(caught.category, QByteArrayLiteral("default"));
+}
+
+void TestErrorReport::writesItsRecord()
+{
+    const LogSession session;
+    KxLog::instance()->kavriErrorLog(7, QStringLiteral("a \"b\"\nc\\d"));
+    QCOMPARE(withoutTimes(session.bytes()), QByteArrayLiteral("[time][Critical][KxLogReport/kxlog/kxlog][340]"
+                                                              "[void KxLog::kavriErrorLog(long, const QString &)]"
+                                                              "kx_client   kx_error   7 \"a \"b\"cd\"\r\n\n"));
+}
+
+void TestErrorReport::postsTheDocument_data()
+{
+    QTest::addColumn<Action>("introduce");
+    QTest::addColumn<QByteArray>("middle");
+    QTest::addColumn<QByteArray>("end");
+
+    const QString room = QStringLiteral("room");
+    const QString user = QStringLiteral("user");
+    const QString name = QStringLiteral("name");
+    const auto row = [](const char *rowName, const Action &introduce, const QByteArray &middle, const QByteArray &end) {
+        QTest::newRow(rowName) << introduce << middle << end;
+    };
+    const QByteArray withRole = QByteArrayLiteral("    \"role\": 3,\n");
+    const QByteArray withRoom = QByteArrayLiteral("    \"room_sdk_id\": \"room\",\n");
+    const QByteArray withUser = QByteArrayLiteral(",\n    \"user_id\": \"user\"");
+    const QByteArray withName = QByteArrayLiteral(",\n    \"username\": \"name\"");
+
+    row(
+        "nothing known", [](KxLog &) {}, "", "");
+    row(
+        "role 0", [](KxLog &log) { log.setLogInfo(QString(), QString(), 0); }, "    \"role\": 0,\n", "");
+    row(
+        "role -1", [](KxLog &log) { log.setLogInfo(QString(), QString(), -1); }, "", "");
+    // Every choice of the four that may be missing, by the bits of a number.
+    for (int known = 1; known < 16; ++known) {
+        const bool hasRoom = (known & 1) != 0;
+        const bool hasUser = (known & 2) != 0;
+        const bool hasRole = (known & 4) != 0;
+        const bool hasName = (known & 8) != 0;
+        QByteArray middle = hasRole ? withRole : QByteArray();
+        middle += hasRoom ? withRoom : QByteArray();
+        QByteArray end = hasUser ? withUser : QByteArray();
+        end += hasName ? withName : QByteArray();
+        row(
+            qPrintable(QStringLiteral("room %1, user %2, role %3, name %4")
+                           .arg(hasRoom)
+                           .arg(hasUser)
+                           .arg(hasRole)
+                           .arg(hasName)),
+            [=](KxLog &log) {
+                log.setLogInfo(hasRoom ? room : QString(), hasUser ? user : QString(), hasRole ? 3 : -1);
+                log.setUserName(hasName ? name : QString());
+            },
+            middle, end);
+    }
+    row(
+        "what only reports use",
+        [](KxLog &log) {
+            log.setUserId(QStringLiteral("not this user"));
+            log.setClientName(QStringLiteral("not this name"));
+        },
+        "", "");
+}
+
+void TestErrorReport::postsTheDocument()
+{
+    QFETCH(Action, introduce);
+    QFETCH(QByteArray, middle);
+    QFETCH(QByteArray, end);
+    const MessageCatcher quiet;
+    PostSpy spy;
+    KxLog log;
+    introduce(log);
+    log.kavriErrorLog(7, QString::fromUtf8("größe \"1\""));
+
+    QCOMPARE(spy.posted.size(), 1);
+    QCOMPARE(spy.posted.constFirst().body, "{\n"
+                                           "    \"message\": \"größe \\\"1\\\"\",\n"
+                                           "    \"namespace\": \"kavri\",\n" +
+                                               middle +
+                                               "    \"sdk\": \"5\",\n"
+                                               "    \"type\": 7" +
+                                               end + "\n}\n");
+}
+
+void TestErrorReport::postsTheArgumentsOfLogError()
+{
+    PostSpy spy;
+    KxLog log;
+    log.setLogInfo(QStringLiteral("not this room"), QStringLiteral("not this user"), 9);
+    log.setUserName(QStringLiteral("name"));
+    log.logError(QStringLiteral("room"), QStringLiteral("user"), 2, QStringLiteral("text"), -5);
+    QCOMPARE(spy.posted.size(), 1);
+    QCOMPARE(spy.posted.constFirst().body, QByteArrayLiteral("{\n"
+                                                             "    \"message\": \"text\",\n"
+                                                             "    \"namespace\": \"kavri\",\n"
+                                                             "    \"role\": 2,\n"
+                                                             "    \"room_sdk_id\": \"room\",\n"
+                                                             "    \"sdk\": \"5\",\n"
+                                                             "    \"type\": -5,\n"
+                                                             "    \"user_id\": \"user\",\n"
+                                                             "    \"username\": \"name\"\n"
+                                                             "}\n"));
+}
+
+void TestErrorReport::takesTheRoomFromAnySetter_data()
+{
+    QTest::addColumn<Action>("set");
+    const QString room = QStringLiteral("room");
+    QTest::newRow("setRoomId") << Action([=](KxLog &log) { log.setRoomId(room); });
+    QTest::newRow("setRoomInfo") << Action([=](KxLog &log) { log.setRoomInfo(QString(), room, QString()); });
+    QTest::newRow("setLogInfo") << Action([=](KxLog &log) { log.setLogInfo(room, QString(), -1); });
+}
+
+void TestErrorReport::takesTheRoomFromAnySetter()
+{
+    QFETCH(Action, set);
+    const MessageCatcher quiet;
+    PostSpy spy;
+    KxLog log;
+    set(log);
+    log.kavriErrorLog(1, QStringLiteral("m"));
+    QCOMPARE(spy.posted.size(), 1);
+    QCOMPARE(spy.posted.constFirst().body, QByteArrayLiteral("{\n"
+                                                             "    \"message\": \"m\",\n"
+                                                             "    \"namespace\": \"kavri\",\n"
+                                                             "    \"room_sdk_id\": \"room\",\n"
+                                                             "    \"sdk\": \"5\",\n"
+                                                             "    \"type\": 1\n"
+                                                             "}\n"));
+}
+
+void TestErrorReport::keepsTheWholeType_data()
+{
+    QTest::addColumn<long>("type");
+    QTest::newRow("0") << 0L;
+    QTest::newRow("smallest") << std::numeric_limits<long>::min();
+    QTest::newRow("largest") << std::numeric_limits<long>::max();
+    QTest::newRow("one less") << std::numeric_limits<long>::max() - 1;
+}
+
+void TestErrorReport::keepsTheWholeType()
+{
+    QFETCH(long, type);
+    const MessageCatcher quiet;
+    PostSpy spy;
+    KxLog log;
+    log.kavriErrorLog(type, QString());
+    QCOMPARE(spy.posted.size(), 1);
+    QVERIFY2(spy.posted.constFirst().body.endsWith("\n    \"type\": " + QByteArray::number(qlonglong(type)) + "\n}\n"),
+             spy.posted.constFirst().body.constData());
+}
+
+void TestErrorReport::addressesTheGateway()
+{
+    const MessageCatcher quiet;
+    PostSpy spy;
+    KxLog log;
+    log.kavriErrorLog(1, QString());
+    QCOMPARE(spy.posted.size(), 1);
+    const QNetworkRequest posted = spy.posted.constFirst().request;
+    for (const QNetworkRequest &request :
+         {posted, log.generateNewRequest(QStringLiteral("/logsys/client/v1/error/report"))}) {
+        QCOMPARE(request.url().toString(), gatewayUrl());
+        QCOMPARE(request.header(QNetworkRequest::ContentTypeHeader).toString(), QStringLiteral("application/json"));
+        QCOMPARE(request.rawHeaderList().size(), 1);
+    }
+    QCOMPARE(log.generateNewRequest(QStringLiteral("/a b%")).url().path(QUrl::FullyEncoded),
+             QStringLiteral("/a%20b%25"));
+}
+
+void TestErrorReport::logsBeforeItPosts()
+{
+    const MessageCatcher catcher;
+    PostSpy spy;
+    int messagesAtPost = -1;
+    spy.whenPosting = [&] { messagesAtPost = catcher.messages().size(); };
+    KxLog log;
+    log.kavriErrorLog(1, QString());
+    QCOMPARE(messagesAtPost, 1);
+}
+
+void TestErrorReport::leavesNothingBehind()
+{
+    const MessageCatcher catcher;
+    PostSpy spy;
+    KxLog log;
+    log.kavriErrorLog(1, QString());
+    QCOMPARE(spy.posted.size(), 1);
+    const Posted posted = spy.posted.constFirst();
+    QVERIFY(posted.managersParent == nullptr);
+    // Gone with the call, not with a later turn of the event loop.
+    QVERIFY(!posted.manager);
+    QVERIFY(!posted.reply);
+    QVERIFY(log.children().isEmpty());
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCOMPARE(catcher.messages().size(), 1);
+}
+
+void TestErrorReport::reportsWhileReportingIsOn()
+{
+    const ScriptedServer server(kReportPort);
+    QVERIFY2(server.isListening(), qPrintable(server.errorString()));
+    const LogSession session;
+    PostSpy spy;
+    KxLog *const log = KxLog::instance();
+    log->startReport();
+    log->kavriErrorLog(7, QStringLiteral("lost"));
+    QVERIFY(server.waitForRequests(1));
+    QVERIFY(waitForNoManagers(*log));
+
+    QCOMPARE(spy.posted.size(), 2);
+    QCOMPARE(spy.posted.at(0).request.url().port(), static_cast<int>(kReportPort));
+    QCOMPARE(spy.posted.at(1).request.url().toString(), gatewayUrl());
+    QCOMPARE(server.requests().size(), 1);
+    const QByteArray body = server.requests().constFirst().body;
+    QCOMPARE(body, spy.posted.at(0).body);
+    for (const char *member :
+         {"\"Level\": 5,", "\"CType\": 0,", "\"CDesc\": \"kx_client\",", "\"LogTitle\": \"kx_error\",",
+          "\"ReconnCnt\": 0,",
+          "\"LogData\": \"[KxLogReport/kxlog/kxlog][340][void KxLog::kavriErrorLog(long, const QString &)] 7 "
+          "\\\"lost\\\"\","})
+        QVERIFY2(body.contains(member), body.constData());
+}
+
+void TestErrorReport::deletesTheReplyOfAFinishedRequest()
+{
+    const MessageCatcher catcher;
+    const ScriptedServer server(kReportPort);
+    QVERIFY2(server.isListening(), qPrintable(server.errorString()));
+    KxLog log;
+    QNetworkAccessManager *const manager = log.getManager();
+    const QPointer<QNetworkReply> reply = manager->get(QNetworkRequest(server.url()));
+    QVERIFY(connect(reply, SIGNAL(finished()), &log, SLOT(onLog())));
+    QVERIFY(waitFor([&] { return !reply; }));
+    QCOMPARE(log.findChildren<QNetworkAccessManager *>(), QList<QNetworkAccessManager *>({manager}));
+    QCOMPARE(catcher.texts(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(TestErrorReport)
+#include "tst_errorreport.moc"

@@ -1,0 +1,154 @@
+#include "servicetest.h"
+#include "storedfiles.h"
+#include "wireform.h"
+
+#include <QtTest/QtTest>
+
+using namespace wireform;
+
+namespace {
+
+constexpr int kPatienceMs = 20000;
+
+qint64 residentKilobytes(qint64 processId)
+{
+    QProcess ps;
+    ps.start(QStringLiteral("ps"),
+             {QStringLiteral("-o"), QStringLiteral("rss="), QStringLiteral("-p"), QString::number(processId)});
+    ps.waitForFinished();
+    return ps.readAllStandardOutput().trimmed().toLongLong();
+}
+
+} // namespace
+
+class TestLogServiceConnections : public ServiceTest
+{
+    Q_OBJECT
+
+private slots:
+    void takesSeveralRequestsOnOneConnection();
+    void endsTheConnectionWhenAsked();
+    void takesChunkedBodies();
+    void serves64ClientsAtOnce();
+    void holdsNoFileInMemory_data();
+    void holdsNoFileInMemory();
+    void abortedUploadLeavesNothing();
+    void endsAtOnceWhileAnUploadIsSilent();
+};
+
+void TestLogServiceConnections::takesSeveralRequestsOnOneConnection()
+{
+    RawClient client(service().port());
+    for (int i = 0; i < 20; ++i) {
+        QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", mixedBytes(5000 * i)))));
+        const RawAnswer answer = client.readAnswer();
+        QCOMPARE(answer.status, 200);
+        QVERIFY(!answer.head.contains("Connection: close"));
+    }
+    QCOMPARE(contents(stored(QStringLiteral("000020-logfile/file.bin"))), mixedBytes(5000 * 19));
+}
+
+void TestLogServiceConnections::endsTheConnectionWhenAsked()
+{
+    RawClient client(service().port());
+    QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", "bytes"), "Connection: close\r\n")));
+    const RawAnswer answer = client.readAnswer();
+    QCOMPARE(answer.status, 200);
+    QCOMPARE(answer.body, QByteArray("{\"Code\":0}"));
+    QVERIFY(answer.head.contains("\r\nConnection: close\r\n"));
+    QVERIFY(client.waitForEnd());
+}
+
+void TestLogServiceConnections::takesChunkedBodies()
+{
+    QByteArray request = "POST " + logFilePath() + " HTTP/1.1\r\nHost: x\r\nContent-Type: " + formType() +
+                         "\r\nTransfer-Encoding: chunked\r\n\r\n";
+    const QByteArray body = logForm("a.log", "bytes");
+    for (int i = 0; i < body.size(); i += 10) {
+        const QByteArray chunk = body.mid(i, 10);
+        request += QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n";
+    }
+    QCOMPARE(RawClient::ask(service().port(), request + "0\r\n\r\n").status, 200);
+    QCOMPARE(contents(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
+}
+
+void TestLogServiceConnections::serves64ClientsAtOnce()
+{
+    const QByteArray request = post(logFilePath(), formType(), logForm("a.log", "bytes"));
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < 64; ++i) {
+        clients.push_back(std::make_unique<RawClient>(service().port()));
+        QVERIFY(clients.back()->send(request.left(request.size() - 20)));
+    }
+    for (auto client = clients.rbegin(); client != clients.rend(); ++client) {
+        QVERIFY((*client)->send(request.right(20)));
+        QCOMPARE((*client)->readAnswer().status, 200);
+    }
+    QVERIFY(QFile::exists(stored(QStringLiteral("000064-logfile/upload.json"))));
+}
+
+void TestLogServiceConnections::holdsNoFileInMemory_data()
+{
+    QTest::addColumn<QByteArray>("method");
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<int>("status");
+    QTest::newRow("taken") << QByteArray("POST") << logFilePath() << 200;
+    QTest::newRow("unknown path") << QByteArray("POST") << QByteArray("/nope") << 404;
+    QTest::newRow("PUT") << QByteArray("PUT") << logFilePath() << 405;
+    QTest::newRow("PATCH") << QByteArray("PATCH") << logFilePath() << 405;
+    QTest::newRow("DELETE") << QByteArray("DELETE") << logFilePath() << 405;
+}
+
+void TestLogServiceConnections::holdsNoFileInMemory()
+{
+    QFETCH(QByteArray, method);
+    QFETCH(QByteArray, path);
+    constexpr int kMegabyte = 1024 * 1024;
+    QCOMPARE(upload("first.log", QByteArray(kMegabyte, 'x')).status, 200);
+    const qint64 before = residentKilobytes(service().processId());
+    QVERIFY(before > 0);
+
+    // The buffers of the two sockets hold a few megabytes of it at most.
+    const QByteArray request =
+        method + post(path, formType(), logForm("a.log", QByteArray(64 * kMegabyte, 'x'))).mid(4);
+    RawClient client(service().port());
+    QVERIFY(client.send(request.left(request.size() - 10)));
+    const qint64 after = residentKilobytes(service().processId());
+    QVERIFY2(after < before + 16 * 1024, QByteArray::number(after - before).constData());
+
+    QVERIFY(client.send(request.right(10)));
+    QTEST(client.readAnswer().status, "status");
+}
+
+void TestLogServiceConnections::abortedUploadLeavesNothing()
+{
+    const QByteArray request = post(logFilePath(), formType(), logForm("a.log", QByteArray(1000000, 'x')));
+    RawClient client(service().port());
+    QVERIFY(client.send(request.left(request.size() / 2)));
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(stored(QStringLiteral(".incoming-1/file.bin"))), kPatienceMs);
+    client.abort();
+    QVERIFY(service().waitForRequestLine("refused with 400: the body was cut off behind "));
+    QVERIFY(service().requestLines().contains(" logfile \"a.log\" "));
+    QCOMPARE(tree(folder()), QStringList());
+
+    QCOMPARE(upload("b.log", "bytes").status, 200);
+    QVERIFY(QFile::exists(stored(QStringLiteral("000001-logfile"))));
+}
+
+void TestLogServiceConnections::endsAtOnceWhileAnUploadIsSilent()
+{
+    const QByteArray request = post(logFilePath(), formType(), logForm("a.log", QByteArray(1000000, 'x')));
+    RawClient client(service().port());
+    QVERIFY(client.send(request.left(request.size() / 2)));
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(stored(QStringLiteral(".incoming-1/file.bin"))), kPatienceMs);
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(service().stop(), 0);
+    // Far less than the time that the service waits for a silent client.
+    QVERIFY2(timer.elapsed() < 15000, QByteArray::number(timer.elapsed()).constData());
+    QCOMPARE(tree(folder()), QStringList());
+    QVERIFY(service().start(LogServiceProcess::onFreePorts(folder())));
+}
+
+QTEST_GUILESS_MAIN(TestLogServiceConnections)
+#include "tst_logserviceconnections.moc"

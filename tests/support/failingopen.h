@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+/// Opens of one path that fail at first, for what happens only when a second attempt succeeds where the first did not.
+///
+/// A program that links this has its own open(), which takes the place of the C library's for Qt as well. Preloaded
+/// into another program, it fails the first open of the path that the environment variable KX_FAILING_OPEN names.
+/// For Linux only.
+namespace failingopen {
+
+/// The next `count` attempts to open `path` fail with EACCES.
+void failNext(const QString &path, int count);
+/// Attempts to open that path since then.
+int attempts();
+
+} // namespace failingopen

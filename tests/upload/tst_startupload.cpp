@@ -1,0 +1,109 @@
+#include "uploadini.h"
+#include "uploadscene.h"
+
+#include <QAbstractEventDispatcher>
+#include <QElapsedTimer>
+#include <QNetworkReply>
+#include <QTest>
+#include <QTimer>
+
+class TestStartUpload : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void choosesTheFirstPass_data();
+    void choosesTheFirstPass();
+    void readsTheConfigurationBeforeItPauses();
+    void pausesBeforeTheFirstPass();
+    void armsTheWatchdog();
+};
+
+void TestStartUpload::choosesTheFirstPass_data()
+{
+    QTest::addColumn<bool>("crash");
+    QTest::addColumn<QByteArray>("system");
+    QTest::addColumn<bool>("crashPassEntered");
+    QTest::newRow("crash file, user") << true << QByteArray("[system]\nnickname=ann\n") << true;
+    QTest::newRow("crash file, nobody") << true << QByteArray() << true;
+    QTest::newRow("no crash file, user") << false << QByteArray("[system]\nuserId=42\n") << false;
+    QTest::newRow("no crash file, room only") << false << QByteArray("[room]\n7=lobby\n") << false;
+}
+
+void TestStartUpload::choosesTheFirstPass()
+{
+    QFETCH(const bool, crash);
+    QFETCH(const QByteArray, system);
+    UploadScene scene;
+    QVERIFY(scene.isValid());
+    uploadini::write(system);
+    scene.addGroup(QStringLiteral("log1"), scene.addFile(QStringLiteral("a.log"), "content"));
+    if (crash)
+        scene.uploader.setCrashPath(scene.addFile(QStringLiteral("crash.dmp"), "dump"));
+
+    QCOMPARE(runApplication([&] { scene.uploader.startUpload(); }), RunEnd::Quit);
+    QCOMPARE(scene.sentFileNames(), (QStringList{QStringLiteral("a.log"), scene.ownLogName()}));
+    const QStringList lines = scene.lines().filter(QStringLiteral("uploadCrash: "));
+    QTEST(!lines.isEmpty(), "crashPassEntered");
+}
+
+void TestStartUpload::readsTheConfigurationBeforeItPauses()
+{
+    UploadScene scene;
+    QVERIFY(scene.isValid());
+    uploadini::write("[system]\nnickname=ann\n");
+    QString inThePause;
+    QTimer::singleShot(1, &scene.uploader, [&] {
+        inThePause = scene.uploader.nickname;
+        uploadini::write("[system]\nnickname=bob\n");
+    });
+    scene.uploader.startUpload();
+    QCOMPARE(inThePause, QStringLiteral("ann"));
+    QCOMPARE(scene.uploader.nickname, QStringLiteral("ann"));
+    QCOMPARE(scene.lines().mid(0, 2), (QStringList{QStringLiteral("initIni: version: \"\" () () \"ann\" \"\""),
+                                                   QStringLiteral("getFileInfo: \"\"")}));
+}
+
+void TestStartUpload::pausesBeforeTheFirstPass()
+{
+    UploadScene scene({}, Reply::silence());
+    QVERIFY(scene.isValid());
+    uploadini::write("[system]\nnickname=ann\n");
+    scene.addGroup(QStringLiteral("log1"), scene.addFile(QStringLiteral("a.log"), "content"));
+    QElapsedTimer timer;
+    timer.start();
+    int early = 0;
+    QTimer watch;
+    connect(&watch, &QTimer::timeout, [&] { early += scene.uploader.findChildren<QNetworkReply *>().size(); });
+    watch.start(20);
+    scene.uploader.startUpload();
+    QVERIFY(timer.elapsed() >= 500);
+    QCOMPARE(early, 0);
+    QCOMPARE(scene.uploader.findChildren<QNetworkReply *>().size(), 1);
+}
+
+void TestStartUpload::armsTheWatchdog()
+{
+    // Qt keeps a single-shot timer as an object below the dispatcher; nothing else here runs for minutes.
+    const auto minutesTimers = [] {
+        QList<int> intervals;
+        auto *dispatcher = QAbstractEventDispatcher::instance();
+        for (QObject *object : dispatcher->findChildren<QObject *>()) {
+            for (const auto &timer : dispatcher->registeredTimers(object)) {
+                if (timer.interval >= 60000)
+                    intervals += timer.interval;
+            }
+        }
+        return intervals;
+    };
+    UploadScene scene({}, Reply::silence());
+    QVERIFY(scene.isValid());
+    const int before = minutesTimers().count(300000);
+    uploadini::write("[system]\nnickname=ann\n");
+    scene.addGroup(QStringLiteral("log1"), scene.addFile(QStringLiteral("a.log"), "content"));
+    scene.uploader.startUpload();
+    QCOMPARE(minutesTimers().count(300000), before + 1);
+}
+
+QTEST_GUILESS_MAIN(TestStartUpload)
+#include "tst_startupload.moc"
