@@ -1,6 +1,7 @@
 #include "kxupload.h"
 
 #include "eventpause.h"
+#include "inicheck.h"
 #include "kxendpoints.h"
 #include "kxlog/kxlog.h"
 #include "rewritespace.h"
@@ -38,6 +39,13 @@ QString iniPath()
     return QCoreApplication::applicationDirPath() + QStringLiteral("/config/upload.ini");
 }
 
+/// Path for a settings object on the INI file. If what could harm the process cannot be taken out of the file, it is a
+/// path at which there is nothing and can be nothing: then nothing is sent, and nothing is forgotten.
+QString checkedIniPath()
+{
+    return takeHarmfulValuesOut(iniPath()) ? iniPath() : iniPath() + QStringLiteral("/unreadable");
+}
+
 QUrl serviceUrl(const char *endpointPath)
 {
     return {QLatin1String(kxendpoints::kLogServiceUrl) + QLatin1String(endpointPath)};
@@ -69,15 +77,19 @@ void removeGroup(QSettings &settings, const QString &group)
         return;
     }
     settings.beginGroup(group);
-    settings.remove(QString());
+    // Without a name it would be the whole file that is removed.
+    const bool isNamed = !settings.group().isEmpty();
+    if (isNamed)
+        settings.remove(QString());
     settings.endGroup();
-    settings.remove(group);
+    if (isNamed)
+        settings.remove(group);
     settings.sync();
 }
 
 } // namespace
 
-KxUpload::KxUpload(QObject *parent) : QObject(parent), settings(new QSettings(iniPath(), QSettings::IniFormat))
+KxUpload::KxUpload(QObject *parent) : QObject(parent), settings(new QSettings(checkedIniPath(), QSettings::IniFormat))
 {
     settings->setIniCodec("UTF-8");
     // Not a child of this object: the settings live as long as the application.
@@ -106,7 +118,7 @@ void KxUpload::startUpload()
 
 void KxUpload::initIni()
 {
-    QSettings ini(iniPath(), QSettings::IniFormat);
+    QSettings ini(checkedIniPath(), QSettings::IniFormat);
     ini.setIniCodec("UTF-8");
 
     ini.beginGroup(QStringLiteral("system"));
@@ -130,6 +142,9 @@ void KxUpload::initIni()
 
     const QStringList groups = ini.childGroups();
     for (const QString &group : groups) {
+        // A damaged file may have a group without a name, which cannot be entered.
+        if (group.isEmpty())
+            continue;
         if (group.contains(QLatin1String("http_")))
             httpGroups.append(group);
         else if (!group.contains(QLatin1String("system")) && !group.contains(QLatin1String("room")))

@@ -8,8 +8,9 @@ set -euo pipefail
 table() {
     cat <<'TABLE'
 build | g++ cmake ninja-build pkg-config qtbase5-dev libcpp-httplib-dev nlohmann-json3-dev | cmake ninja pkg-config qt@5 cpp-httplib nlohmann-json
-test  | openssl | openssl
+test  | openssl valgrind | openssl
 check | clang clang-format clang-tidy clazy cppcheck shellcheck lintian libclang-rt-dev gcovr | llvm clang-format cppcheck shellcheck gcovr
+fuzz  | clang libclang-rt-dev | llvm
 bench | libbenchmark-dev libspdlog-dev curl | google-benchmark spdlog curl
 TABLE
 }
@@ -23,6 +24,7 @@ Says nothing and changes nothing when all of them are there. Without a group: bu
   build   compiler, CMake, Ninja, Qt 5, and the libraries of the local log service
   test    what the tests need on top
   check   formatters, static checkers, coverage reports
+  fuzz    Clang with libFuzzer and its sanitizers
   bench   what the benchmarks compare with
 
 Exit status: 0 when everything is there, 1 when something could not be installed, 2 for wrong arguments.
@@ -98,8 +100,8 @@ for argument in "$@"; do
         usage
         exit 0
         ;;
-    build | test | check | bench) groups="$groups $argument" ;;
-    *) misuse "there is no group '$argument', only build, test, check and bench" ;;
+    build | test | check | fuzz | bench) groups="$groups $argument" ;;
+    *) misuse "there is no group '$argument', only build, test, check, fuzz and bench" ;;
     esac
 done
 groups="${groups:-build test}"
