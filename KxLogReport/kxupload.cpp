@@ -69,13 +69,11 @@ QString joinRooms(const QString &prefix, const QMap<QString, QVariant> &rooms)
     return entries.join(QLatin1Char(','));
 }
 
-void removeGroup(QSettings &settings, const QString &group)
+// Whether the group could be removed. Better a group that is sent once more than an INI file that is cut.
+bool removeGroup(QSettings &settings, const QString &group)
 {
-    // Better a group that is sent once more than an INI file that is cut.
-    if (!hasSpaceToRewrite(settings.fileName())) {
-        qDebug() << "cannot rewrite" << settings.fileName();
-        return;
-    }
+    if (!hasSpaceToRewrite(settings.fileName()))
+        return false;
     settings.beginGroup(group);
     // Without a name it would be the whole file that is removed.
     const bool isNamed = !settings.group().isEmpty();
@@ -85,6 +83,7 @@ void removeGroup(QSettings &settings, const QString &group)
     if (isNamed)
         settings.remove(group);
     settings.sync();
+    return true;
 }
 
 } // namespace
@@ -317,7 +316,8 @@ void KxUpload::uploadOneFile(const QString &group)
 
 void KxUpload::finishedOneFile(const QString &group)
 {
-    removeGroup(*settings, group);
+    if (!removeGroup(*settings, group))
+        qDebug() << "cannot rewrite" << settings->fileName();
 }
 
 void KxUpload::uploadLogs()
@@ -373,7 +373,8 @@ void KxUpload::uploadHttpFile(const QString &group)
 void KxUpload::finishedOneHttpFile(const QString &group)
 {
     QFile::remove(getFileName(group));
-    removeGroup(*settings, group);
+    if (!removeGroup(*settings, group))
+        qDebug() << "cannot rewrite" << settings->fileName();
 }
 
 void KxUpload::httpUpload()
