@@ -26,7 +26,7 @@ QByteArray separableNoise(int size)
 } // namespace
 
 /// Runs on an upload.ini that no client would have written.
-class TestDamagedIni : public QObject
+class TestDamagedList : public QObject
 {
     Q_OBJECT
 
@@ -97,5 +97,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDamagedIni)
-#include "tst_damagedini.moc"
+QTEST_GUILESS_MAIN(TestDamagedList)
+#include "tst_damagedlist.moc"
