@@ -42,7 +42,8 @@ function(kx_add_test name)
     if(KX_SANITIZERS)
         # A finding must not end in an ordinary exit status, which a skipped test in the same program would hide.
         list(APPEND environment
-            ASAN_OPTIONS=abort_on_error=1 UBSAN_OPTIONS=abort_on_error=1:print_stacktrace=1 TSAN_OPTIONS=abort_on_error=1)
+            ASAN_OPTIONS=abort_on_error=1 UBSAN_OPTIONS=abort_on_error=1:print_stacktrace=1 TSAN_OPTIONS=abort_on_error=1
+            LSAN_OPTIONS=suppressions='${PROJECT_SOURCE_DIR}/tests/lsan.supp':print_suppressions=0)
     endif()
     if(APPLE)
         list(APPEND environment CFFIXED_USER_HOME=${home})

@@ -46,9 +46,9 @@ Names ownNames()
 Names sdkNames()
 {
     return {{sdkDay(2) + QStringLiteral("000000.log"), sdkDay(9) + QStringLiteral("000000.txt"),
-             QStringLiteral("crash_%1000000.log").arg(sdkDay(9)), ownDay(9) + QStringLiteral("_00_00_00.log"),
-             QStringLiteral("data.txt"), QStringLiteral("X.DAT"), QStringLiteral(".x.dat"),
-             sdkDay(9) + QStringLiteral("000000.log.d/x.dat")},
+             QStringLiteral("crash_") + sdkDay(9) + QStringLiteral("000000.log"),
+             ownDay(9) + QStringLiteral("_00_00_00.log"), QStringLiteral("data.txt"), QStringLiteral("X.DAT"),
+             QStringLiteral(".x.dat"), sdkDay(9) + QStringLiteral("000000.log.d/x.dat")},
             {sdkDay(3) + QStringLiteral("235959.log"), sdkDay(3) + QStringLiteral("000000.LOG"),
              sdkDay(3) + QStringLiteral("000000.DAT"), sdkDay(1) + QStringLiteral(".dat"), QStringLiteral("data.log"),
              QStringLiteral("x.dat")}};

@@ -20,6 +20,8 @@ private slots:
                               "while (trap '' PIPE; echo >&3) 2>/dev/null; do :; done\n"
                               "exec \"$0\" \"$@\" 2>&3 3>&-");
         QTest::newRow("standard error is closed") << QStringLiteral("exec \"$0\" \"$@\" 2>&-");
+        // The first file to be opened takes one number, and the own log the other.
+        QTest::newRow("both outputs are closed") << QStringLiteral("exec \"$0\" \"$@\" >&- 2>&-");
         QTest::newRow("all three are closed") << QStringLiteral("exec \"$0\" \"$@\" <&- >&- 2>&-");
         if (QFileInfo::exists(QStringLiteral("/dev/full")))
             QTest::newRow("standard error is full") << QStringLiteral("exec \"$0\" \"$@\" 2>/dev/full");

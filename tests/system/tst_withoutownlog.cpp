@@ -31,16 +31,13 @@ private slots:
 
         const ToolResult result = sandbox.runTool({}, 30000, options);
         QVERIFY2(result.isSuccess(), result.describe());
-        // Two pauses of 500 ms; the watchdog would take five minutes.
-        QVERIFY2(result.elapsedMs >= 1000 && result.elapsedMs < kMaxMs, result.describe());
+        // Two pauses of 500 ms, and room for a busy machine; the watchdog would take five minutes.
+        QVERIFY2(result.elapsedMs >= 1000 && result.elapsedMs < 10000, result.describe());
         QCOMPARE(sentFileNames(server), withList ? QStringList{QStringLiteral("log1.log")} : QStringList());
         QCOMPARE(sandbox.groups(), QStringList{QStringLiteral("system")});
         QCOMPARE(readFile(noHome), QByteArray("in the way"));
         QVERIFY2(result.standardError.contains("KxUpload::initIni"), result.describe());
     }
-
-private:
-    static constexpr qint64 kMaxMs = 2000;
 };
 
 QTEST_GUILESS_MAIN(TestWithoutOwnLog)
