@@ -17,7 +17,7 @@ QByteArray damagedIni(const Sandbox &sandbox, const QByteArray &damage)
 } // namespace
 
 /// A damaged upload.ini neither ends the tool nor loses a group.
-class TestDamagedIni : public QObject
+class TestHarmfulIni : public QObject
 {
     Q_OBJECT
 
@@ -81,5 +81,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDamagedIni)
-#include "tst_damagedini.moc"
+QTEST_GUILESS_MAIN(TestHarmfulIni)
+#include "tst_harmfulini.moc"
