@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Static checks: format, compiler warnings of Clang, clang-tidy, clazy, cppcheck, shellcheck.
 set -euo pipefail
+# shellcheck source=scripts/common.sh
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.sh"
 
 usage() {
     cat <<'END'
@@ -17,13 +19,10 @@ case "${1-}" in
     usage
     exit 0
     ;;
-*)
-    echo "check.sh: unknown option '$1' (see --help)" >&2
-    exit 2
-    ;;
+*) misuse "unknown option '$1'" ;;
 esac
 
-cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
+cd -- "$repo"
 scripts/setup.sh build test check
 
 failed=()
@@ -67,7 +66,6 @@ step "clazy" clazy
 step "cppcheck" cppchecked
 
 if [ "${#failed[@]}" -gt 0 ]; then
-    printf 'failed: %s\n' "${failed[@]}" >&2
-    exit 1
+    fail "not content: ${failed[*]}"
 fi
 echo "all checks are content"
