@@ -51,6 +51,13 @@ Mount Mount::readOnly(const QString &folder)
     return mount;
 }
 
+Mount Mount::showing(const QString &source, const QString &folder)
+{
+    const QByteArray from = QFile::encodeName(source);
+    const QByteArray to = QFile::encodeName(folder);
+    return Mount(folder, ::mount(from.constData(), to.constData(), nullptr, MS_BIND, nullptr) == 0);
+}
+
 Mount::~Mount()
 {
     if (valid_)
@@ -70,6 +77,11 @@ Mount Mount::smallDisk(const QString &folder, qint64)
 }
 
 Mount Mount::readOnly(const QString &folder)
+{
+    return Mount(folder, false);
+}
+
+Mount Mount::showing(const QString &, const QString &folder)
 {
     return Mount(folder, false);
 }

@@ -14,6 +14,8 @@ public:
     static Mount smallDisk(const QString &folder, qint64 bytes);
     /// `folder` as it is, but read-only.
     static Mount readOnly(const QString &folder);
+    /// What is in `source`, in place of `folder`.
+    static Mount showing(const QString &source, const QString &folder);
 
     Mount(Mount &&other) noexcept;
     ~Mount();
