@@ -21,7 +21,8 @@ Plan fullPlan()
         QStringList{QStringLiteral("--benchmark_repetitions=9"), QStringLiteral("--benchmark_min_time=0.2")};
     plan.smallFiles = 100;
     plan.memoryFileSize = 2048 * kMiB;
-    plan.throughputFileSize = 1024 * kMiB;
+    plan.throughputFileSize = 512 * kMiB;
+    plan.throughputRounds = 9;
     plan.groupCounts = {10, 100, 1000, 3000};
     plan.fewUploads = 10;
     plan.manyUploads = 1000;
@@ -40,6 +41,7 @@ Plan quickPlan()
     plan.smallFiles = 3;
     plan.memoryFileSize = 8 * kMiB;
     plan.throughputFileSize = 8 * kMiB;
+    plan.throughputRounds = 1;
     plan.groupCounts = {2, 10, 20};
     plan.fewUploads = 5;
     plan.manyUploads = 20;

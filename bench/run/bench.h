@@ -18,6 +18,7 @@ struct Plan
     int smallFiles;
     long long memoryFileSize;     ///< bytes
     long long throughputFileSize; ///< bytes
+    int throughputRounds;         ///< more than elsewhere: two threads and the sink share the processors
     QVector<int> groupCounts;     ///< ascending; the last two tell how the cost grows
     int fewUploads;               ///< where threads and descriptors are looked at for the first time
     int manyUploads;

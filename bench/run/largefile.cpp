@@ -64,7 +64,7 @@ void measureThroughput(Bench &bench)
         minimal.add(rateOf({builtProgram(QStringLiteral("minimalpost")), logFileUrl(), file}));
     };
     const auto runCurl = [&] { curl.add(rateOf(curlCommand(file))); };
-    interleave(bench.plan.rounds, {runTool, runMinimal, runCurl});
+    interleave(bench.plan.throughputRounds, {runTool, runMinimal, runCurl});
 
     const QString what = QStringLiteral("throughput of a file of %1 MiB ").arg(size / kMiB);
     bench.table.addAtLeast(0.95, what + QStringLiteral("(minimal Qt program)"), rateText(ours.median()),

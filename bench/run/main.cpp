@@ -1,8 +1,9 @@
-// Measures and prints one table, in Markdown, to standard output; progress goes to standard error.
+// Measures and prints the machine and one table, in Markdown, to standard output; progress goes to standard error.
 // The files of the measurements stand below the current directory meanwhile.
 
 #include "kxendpoints.h"
 #include "run/bench.h"
+#include "run/machine.h"
 #include "run/measurements.h"
 
 #include <QCommandLineParser>
@@ -62,6 +63,8 @@ int main(int argc, char *argv[])
     parser.addOption({QStringLiteral("quick"), QStringLiteral("A few seconds, to see that everything runs.")});
     parser.addOption(
         {QStringLiteral("only"), QStringLiteral("Measure one of: ") + measurementNames(), QStringLiteral("name")});
+    parser.addOption(
+        {QStringLiteral("rounds"), QStringLiteral("How often each contestant runs."), QStringLiteral("number")});
     parser.process(application);
     const QString only = parser.value(QStringLiteral("only"));
     if (!only.isEmpty() && !measurementNames().split(QLatin1Char(' ')).contains(only)) {
@@ -71,8 +74,12 @@ int main(int argc, char *argv[])
     }
 
     try {
-        const Plan plan = parser.isSet(QStringLiteral("quick")) ? quickPlan() : fullPlan();
-        std::printf("%s", measure(plan, only).markdown().toUtf8().constData());
+        Plan plan = parser.isSet(QStringLiteral("quick")) ? quickPlan() : fullPlan();
+        if (parser.isSet(QStringLiteral("rounds")))
+            plan.rounds = qMax(1, parser.value(QStringLiteral("rounds")).toInt());
+        const QString before = machineText();
+        const QString table = measure(plan, only).markdown();
+        std::printf("%s\n%s", before.toUtf8().constData(), table.toUtf8().constData());
     } catch (const std::exception &error) {
         std::fprintf(stderr, "kxbench: %s\n", error.what());
         return 1;

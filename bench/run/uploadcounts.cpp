@@ -34,6 +34,10 @@ void addGrowth(ResultTable &table, const Cost &middle, const Cost &most)
     const double perMost = most.seconds.median() / most.groups;
     const double b = (perMost - perMiddle) / distance;
     const double a = perMiddle - b * middle.groups;
+    // Too few groups for a growth that shows.
+    if (a <= 0 || b <= 0)
+        return;
+
     const double memory = (most.peak.median() - middle.peak.median()) / distance;
     table.add({QStringLiteral("growth: each upload, more for each group left on the list, memory per upload"),
                durationText(a) + QStringLiteral(", ") + durationText(2 * b) + QStringLiteral(", ") +
@@ -42,11 +46,7 @@ void addGrowth(ResultTable &table, const Cost &middle, const Cost &most)
                {},
                {},
                {}});
-
     const double available = kWatchdogSeconds - kPausesSeconds;
-    // Too few groups for a growth that shows.
-    if (a <= 0 || b <= 0)
-        return;
     const double limit = (std::sqrt(a * a + 4 * b * available) - a) / (2 * b);
     table.add({QStringLiteral("groups that a run can send in its five minutes, by this growth"),
                QString::number(limit, 'f', 0),

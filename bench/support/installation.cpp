@@ -1,6 +1,5 @@
 #include "support/installation.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -20,9 +19,8 @@ void write(const QString &path, const QByteArray &bytes)
 
 } // namespace
 
-Installation::Installation(const QString &tool)
-    : directory_(QDir::currentPath() + QStringLiteral("/kxbench")),
-      program_(directory_.filePath(QStringLiteral("app/KxLogReport")))
+Installation::Installation(const QString &tool, const QString &parent)
+    : directory_(parent + QStringLiteral("/kxbench")), program_(directory_.filePath(QStringLiteral("app/KxLogReport")))
 {
     QDir directory(directory_.path());
     const bool made = directory.mkpath(QStringLiteral("app/config")) && directory.mkpath(QStringLiteral("app/logs")) &&

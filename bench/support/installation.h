@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDir>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -8,9 +9,9 @@
 class Installation
 {
 public:
-    /// Copies the program @p tool to where it runs from.
+    /// Copies the program @p tool to where it runs from, in a new folder below @p parent.
     /// @throws std::runtime_error when that fails
-    explicit Installation(const QString &tool);
+    explicit Installation(const QString &tool, const QString &parent = QDir::currentPath());
 
     /// The program, for runProcess().
     QStringList command() const { return {program_}; }
