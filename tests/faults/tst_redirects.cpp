@@ -16,7 +16,7 @@ private slots:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<bool>("toAnotherServer");
         QTest::addColumn<bool>("keepsGroup");
-        for (const int status : {301, 302, 303, 307, 308}) {
+        for (const int status : {301, 302, 307}) {
             QTest::addRow("%d to another path", status) << status << QByteArray() << false << true;
             QTest::addRow("%d to another server", status) << status << QByteArray("<html></html>") << true << true;
         }

@@ -12,11 +12,14 @@ constexpr qint64 kWatchdogMs = 300000;
 constexpr qint64 kLastResortMs = 310000;
 /// What the start of a process and a loaded machine add.
 constexpr qint64 kToleranceMs = 8000;
+/// Qt moves timers of such length to whole seconds, also to earlier ones.
+constexpr qint64 kEarlyMs = 1000;
 
-bool fillSandbox(const Sandbox &sandbox)
+/// `text` tells the files of one sandbox from those of another.
+bool fillSandbox(const Sandbox &sandbox, const QByteArray &text)
 {
-    return addUser(sandbox) && !addLog(sandbox, QStringLiteral("a"), "text").isEmpty() &&
-           !addLog(sandbox, QStringLiteral("b"), "sdk text", 1).isEmpty();
+    return addUser(sandbox) && !addLog(sandbox, QStringLiteral("a"), text).isEmpty() &&
+           !addLog(sandbox, QStringLiteral("b"), text + " of the SDK", 1).isEmpty();
 }
 
 } // namespace
@@ -29,8 +32,7 @@ class TestWatchdog : public QObject
 private slots:
     void initTestCase()
     {
-        for (const Sandbox *sandbox : {&silent_, &notJson_, &locked_})
-            QVERIFY(fillSandbox(*sandbox));
+        QVERIFY(fillSandbox(silent_, "silent") && fillSandbox(notJson_, "no JSON") && fillSandbox(locked_, "locked"));
         const ScriptedServer silentServer(KX_PORT_SILENT, {}, Reply::silence());
         QVERIFY(silentServer.isListening());
         // First the only file that the locked run sends, then the three of the other one.
@@ -47,22 +49,21 @@ private slots:
         silentResult_ = silentRun->finish(int(kWatchdogMs + 2 * kToleranceMs));
         notJsonResult_ = notJsonRun->finish(int(2 * kToleranceMs));
         lockedResult_ = lockedRun->finish(int(kLastResortMs - kWatchdogMs + 2 * kToleranceMs));
-        silentNames_ = arrivedNames(silentServer);
-        names_ = arrivedNames(server);
+        silentNames_ = arrivedNames(silentServer).join(QLatin1Char(' '));
+        names_ = arrivedNames(server).join(QLatin1Char(' '));
     }
 
     void endsARunWhoseServiceNeverAnswers()
     {
         checkEnd(silentResult_, kWatchdogMs);
-        QCOMPARE(silentNames_, QStringList(QStringLiteral("a.log")));
+        QCOMPARE(silentNames_, QStringLiteral("a.log"));
         checkEverythingIsKept(silent_);
     }
 
     void endsARunWhoseLastAnswerIsNoJson()
     {
         checkEnd(notJsonResult_, kWatchdogMs);
-        QCOMPARE(names_.mid(1),
-                 (QStringList{QStringLiteral("a.log"), QStringLiteral("b.log"), QStringLiteral("own log")}));
+        QCOMPARE(names_, QStringLiteral("a.log a.log b.log own log"));
         QCOMPARE(notJson_.groups(), QStringList(QStringLiteral("system")));
         QVERIFY(QFile::exists(fileOf(notJson_, "a")) && !QFile::exists(fileOf(notJson_, "b")));
     }
@@ -70,7 +71,7 @@ private slots:
     void isBackedByTheSystemWhenUploadIniStaysLocked()
     {
         checkEnd(lockedResult_, kLastResortMs);
-        QCOMPARE(names_.first(), QStringLiteral("a.log"));
+        QVERIFY(names_.startsWith(QLatin1String("a.log")));
         checkEverythingIsKept(locked_);
     }
 
@@ -84,7 +85,7 @@ private:
     {
         QVERIFY2(result.isSuccess(), result.describe());
         qInfo("ended after %lld ms", result.elapsedMs);
-        QVERIFY(result.elapsedMs >= expectedMs && result.elapsedMs < expectedMs + kToleranceMs);
+        QVERIFY(result.elapsedMs >= expectedMs - kEarlyMs && result.elapsedMs < expectedMs + kToleranceMs);
     }
 
     static void checkEverythingIsKept(const Sandbox &sandbox)
@@ -99,8 +100,8 @@ private:
     ToolResult silentResult_;
     ToolResult notJsonResult_;
     ToolResult lockedResult_;
-    QStringList silentNames_;
-    QStringList names_;
+    QString silentNames_;
+    QString names_;
 };
 
 QTEST_GUILESS_MAIN(TestWatchdog)
