@@ -167,8 +167,8 @@ private:
     bool isHarmlessDateTime(quint32 dateAndTimeBytes)
     {
         skip(dateAndTimeBytes);
-        const uchar spec = byte();
-        return over || spec == Qt::LocalTime || spec == Qt::UTC || spec == Qt::OffsetFromUTC;
+        const uchar kind = byte();
+        return over || kind == Qt::LocalTime || kind == Qt::UTC || kind == Qt::OffsetFromUTC;
     }
 
     // A name that Qt knows may stand for a list; of any other it reads nothing more.
