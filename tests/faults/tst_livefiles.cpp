@@ -167,26 +167,6 @@ private slots:
         QCOMPARE(arrivedNames(server), QStringList{QStringLiteral("own log")});
     }
 
-    // Nothing tells such a file from one that was never cut; the form has to be sound all the same.
-    void sendsAWellFormedFormOfAFileThatIsWrittenAnew()
-    {
-        ScriptedServer server(servicePort(), {Reply::json().holdingAt(kHeldAtBytes)});
-        QVERIFY(server.isListening());
-        const Sandbox sandbox;
-        QVERIFY(addUser(sandbox));
-        const QString live = addLog(sandbox, QStringLiteral("live"), numberedLines(kFileBytes));
-        const auto run = sandbox.startTool({});
-        QVERIFY(server.waitForHold());
-        QVERIFY(writeFile(live, QByteArray(kFileBytes + kMiB, 'n')));
-        server.release();
-        const ToolResult result = run->finish();
-        QVERIFY2(result.isSuccess(), result.describe());
-        const QList<Arrival> arrived = arrivals(server);
-        QCOMPARE(arrived.size(), 2);
-        QCOMPARE(arrived.first().bytes.size(), kFileBytes);
-        QCOMPARE(sandbox.groups(), QStringList{QStringLiteral("system")});
-    }
-
     void sendsTheSnapshotOfAFileThatIsWrittenAllTheTime()
     {
         const ScriptedServer server(servicePort(), {Reply::json().readingSlowly(64 * 1024, 1)});
