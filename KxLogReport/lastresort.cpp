@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 extern "C" {
-static void endProcess(int)
+static void endProcess(int /*signal*/)
 {
     ::_exit(0);
 }

@@ -7,7 +7,7 @@
 namespace {
 
 // Others write to the same disk meanwhile, and the lock of the INI file takes space as well.
-constexpr qint64 kSpareBytes = 64 * 1024;
+constexpr qint64 kSpareBytes = qint64{64} * 1024;
 
 } // namespace
 

@@ -19,7 +19,7 @@ namespace {
 constexpr char kIncomingPrefix[] = ".incoming-";
 constexpr char kLockName[] = ".lock";
 constexpr std::size_t kMaxNumberDigits = 18; // far from the end of 64 bits: counting on never wraps
-constexpr std::size_t kFileBufferBytes = 128 * 1024;
+constexpr std::size_t kFileBufferBytes = std::size_t{128} * 1024;
 
 /// The number that a stored upload's folder name begins with; 0 for other names.
 std::uint64_t storedNumber(const std::string &name)
@@ -92,7 +92,7 @@ public:
         if (store_.isClosed_)
             throw StoreError("the service is ending");
         std::error_code error;
-        const auto name = storedName(++store_.lastNumber_, record.kind);
+        auto name = storedName(++store_.lastNumber_, record.kind);
         fs::rename(folder_, store_.folder_ / name, error);
         if (error)
             throw StoreError("cannot store the upload: " + error.message());

@@ -89,7 +89,7 @@ void skipBody(const httplib::Request &request, const httplib::ContentReader &rea
 
 std::string takeContentType(const httplib::Request &request)
 {
-    const auto contentType = request.get_header_value("Content-Type");
+    auto contentType = request.get_header_value("Content-Type");
     // The reader of the body looks at this same object, which the library itself does not hold as const.
     const_cast<httplib::Request &>(request).headers.erase("Content-Type");
     return contentType;

@@ -5,7 +5,7 @@
 #include <string_view>
 
 /// Texts and JSON documents are held in memory, so they are bounded; files are not.
-constexpr std::size_t kMaxTextBytes = 8 * 1024 * 1024;
+constexpr std::size_t kMaxTextBytes = std::size_t{8} * 1024 * 1024;
 
 /// Takes the body of one request as it arrives and stores it.
 ///

@@ -76,7 +76,7 @@ int takeMarkedInt(QString &text, const QString &marker, const QString &format)
         return 0;
     const int valueStart = start + marker.size();
     const int valueEnd = text.indexOf(marker, valueStart);
-    const int value = text.mid(valueStart, valueEnd < 0 ? -1 : valueEnd - valueStart).toInt();
+    const int value = text.midRef(valueStart, valueEnd < 0 ? -1 : valueEnd - valueStart).toInt();
 
     const int end = text.lastIndexOf(marker) + marker.size();
     text.replace(start, end - start, format.isEmpty() ? QString() : format.arg(value));
