@@ -12,6 +12,7 @@ test  | openssl valgrind dpkg-dev lintian | openssl
 check | clang clang-format clang-tidy clazy cppcheck shellcheck libclang-rt-dev gcovr | llvm clang-format cppcheck shellcheck gcovr
 fuzz  | clang libclang-rt-dev | llvm
 bench | libbenchmark-dev libspdlog-dev curl | google-benchmark spdlog curl
+docs  | nodejs npm | node
 TABLE
 }
 
@@ -26,6 +27,7 @@ Says nothing and changes nothing when all of them are there. Without a group: bu
   check   formatters, static checkers, coverage reports
   fuzz    Clang with libFuzzer and its sanitizers
   bench   what the benchmarks compare with
+  docs    Node.js and npm for the check of openapi.yaml, unless both commands are there, from wherever
 
 Exit status: 0 when everything is there, 1 when something could not be installed, 2 for wrong arguments.
 EOT
@@ -35,6 +37,9 @@ EOT
 packages() {
     local group
     for group in $groups; do
+        if [ "$group" = docs ] && command -v node >/dev/null && command -v npm >/dev/null; then
+            continue
+        fi
         table | awk -F ' *[|] *' -v group="$group" -v column="$1" '$1 == group { printf " %s", $column }'
     done
 }
@@ -100,11 +105,12 @@ for argument in "$@"; do
         usage
         exit 0
         ;;
-    build | test | check | fuzz | bench) groups="$groups $argument" ;;
-    *) misuse "there is no group '$argument', only build, test, check, fuzz and bench" ;;
+    build | test | check | fuzz | bench | docs) groups="$groups $argument" ;;
+    *) misuse "there is no group '$argument', only build, test, check, fuzz, bench and docs" ;;
     esac
 done
 groups="${groups:-build test}"
+[ -n "$(packages 2)" ] || exit 0
 
 if command -v apt-get >/dev/null && command -v dpkg-query >/dev/null; then
     setup_debian
