@@ -1,6 +1,7 @@
 #include "routes.h"
 
 #include "answer.h"
+#include "pageroutes.h"
 
 #include <algorithm>
 
@@ -57,6 +58,8 @@ void addRoutes(httplib::Server &server, Port port, const RouteContext &context)
         if (endpoint.port == port)
             addEndpoint(server, endpoint, context);
     }
+    if (port == Port::Main)
+        addPageRoutes(server, context);
 
     server.set_pre_routing_handler([](const httplib::Request &request, httplib::Response & /*response*/) {
         dropRanges(request);
