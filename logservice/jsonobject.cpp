@@ -1,17 +1,11 @@
 #include "jsonobject.h"
 
-namespace {
-
-constexpr int kMaxDepth = 100;
-
-} // namespace
-
-std::optional<nlohmann::json> parseObject(const std::string &text)
+std::optional<nlohmann::json> parseObject(const std::string &text, int maxDepth)
 {
     bool isTooDeep = false;
-    const auto keepsValue = [&isTooDeep](int depth, nlohmann::json::parse_event_t /*event*/,
-                                         nlohmann::json & /*value*/) {
-        isTooDeep = isTooDeep || depth > kMaxDepth;
+    const auto keepsValue = [&isTooDeep, maxDepth](int depth, nlohmann::json::parse_event_t /*event*/,
+                                                   nlohmann::json & /*value*/) {
+        isTooDeep = isTooDeep || depth > maxDepth;
         return !isTooDeep;
     };
     auto document = nlohmann::json::parse(text, keepsValue, false);

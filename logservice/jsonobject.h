@@ -5,6 +5,9 @@
 #include <optional>
 #include <string>
 
-/// Returns the JSON object that \a text is; nothing when it is something else, or nested more than 100 levels deep:
-/// the library writes documents recursively, and a request must not be able to exhaust the stack.
-std::optional<nlohmann::json> parseObject(const std::string &text);
+/// How deep the documents of requests may be nested.
+constexpr int kMaxDocumentDepth = 100;
+
+/// Returns the JSON object that \a text is; nothing when it is something else, or nested more than \a maxDepth levels
+/// deep: the library writes documents recursively, and a request must not be able to exhaust the stack.
+std::optional<nlohmann::json> parseObject(const std::string &text, int maxDepth = kMaxDocumentDepth);

@@ -1,5 +1,7 @@
 #include "listener.h"
 
+#include "connectionthreads.h"
+
 #include <stdexcept>
 
 #include <sys/socket.h>
@@ -8,8 +10,9 @@ namespace {
 
 constexpr char kHost[] = "127.0.0.1";
 
-// A thread serves one connection until it ends, and clients keep theirs open for a while.
-constexpr std::size_t kConnections = 64;
+// A thread serves one connection until it ends, and clients keep theirs open for a while. Each may have a file open;
+// the library waits by select(), which knows 1024 descriptors.
+constexpr std::size_t kConnections = 400;
 constexpr std::size_t kRequestsPerConnection = 10000;
 constexpr std::time_t kIdleSeconds = 5;
 constexpr std::time_t kSilenceSeconds = 30; // within a request
@@ -18,7 +21,7 @@ constexpr std::time_t kSilenceSeconds = 30; // within a request
 
 Listener::Listener(int port)
 {
-    server_.new_task_queue = [] { return new httplib::ThreadPool(kConnections); };
+    server_.new_task_queue = [] { return new ConnectionThreads(kConnections); };
     // The library's own default lets two servers share a port without a word.
     server_.set_socket_options([this](socket_t socket) {
         const int yes = 1;

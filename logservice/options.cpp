@@ -59,6 +59,7 @@ const char *helpText()
     return R"(Usage: kxlogservice [OPTION]...
 A local log service for development and tests, not for production: it takes the uploads and reports that the
 client and KxLogReport send, checks them strictly, stores each in a folder of its own and prints one line for it.
+A page for browsers, http://127.0.0.1:8700/, lists what has arrived, newest first, with links to the files.
 It listens on 127.0.0.1 only and runs until it is interrupted (Ctrl+C).
 
   --port N         port of the uploads and the error report (default 8700; 0 picks a free one)
@@ -73,6 +74,7 @@ Example: take uploads on port 9000, keep them in /tmp/uploads and turn each of t
   kxlogservice --port 9000 --no-report --dir /tmp/uploads --code 3
 Then, from another terminal:
   curl -F room=nickname-ann. -F namespace=demo -F file=@client.log http://127.0.0.1:9000/logsys/client/v1/logfile/upload
+and look at http://127.0.0.1:9000/ in a browser.
 
 A stored upload is a folder such as /tmp/uploads/000001-logfile with one file per form field (room.txt,
 namespace.txt), the uploaded bytes (file.bin) and a summary (upload.json).

@@ -1,34 +1,14 @@
 #include "routes.h"
 
+#include "answer.h"
+#include "pageroutes.h"
+
 #include <algorithm>
 
 namespace {
 
 // No route matches by it, so any path has to: the dot would leave out line ends.
 constexpr char kAnyPath[] = R"([\s\S]*)";
-
-/// Sets the answer. \a keepsConnection false ends the connection behind it.
-void setAnswer(httplib::Response &response, int status, const std::string &type, const std::string &text,
-               bool keepsConnection)
-{
-    response.status = status;
-    if (!keepsConnection)
-        response.set_header("Connection", "close");
-    // A content provider and not just a text: the library would compress the text, and only a provider can end the
-    // connection, by failing behind its last byte.
-    response.set_content_provider(
-        text.size(), type, [text, keepsConnection](std::size_t offset, std::size_t count, httplib::DataSink &sink) {
-            return sink.write(text.data() + offset, count) && keepsConnection;
-        });
-}
-
-/// A client whose form is wrong may have got its length wrong too: what follows on the connection is not to be trusted.
-void setRefusal(httplib::Response &response, const Refusal &refusal)
-{
-    if (refusal.status == 405)
-        response.set_header("Allow", "POST");
-    setAnswer(response, refusal.status, "text/plain; charset=utf-8", std::string(refusal.what()) + "\n", false);
-}
 
 bool isEndpoint(Port port, const std::string &path)
 {
@@ -78,6 +58,13 @@ void addRoutes(httplib::Server &server, Port port, const RouteContext &context)
         if (endpoint.port == port)
             addEndpoint(server, endpoint, context);
     }
+    if (port == Port::Main)
+        addPageRoutes(server, context);
+
+    server.set_pre_routing_handler([](const httplib::Request &request, httplib::Response & /*response*/) {
+        dropRanges(request);
+        return httplib::Server::HandlerResponse::Unhandled;
+    });
 
     // Left to itself, the library would read the whole body of a stray upload into memory.
     const auto refuseWithBody = [port, context](const httplib::Request &request, httplib::Response &response,
@@ -98,6 +85,7 @@ void addRoutes(httplib::Server &server, Port port, const RouteContext &context)
                                                                         httplib::Response &response) {
         if (response.has_header("Content-Type"))
             return httplib::Server::HandlerResponse::Unhandled;
+        dropRanges(request);
         const auto refusal =
             response.status == 404 ? strayRefusal(port, request.path) : libraryRefusal(response.status);
         context.log.writeStray(request, refusal);

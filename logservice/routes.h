@@ -1,16 +1,8 @@
 #pragma once
 
 #include "endpoints.h"
-#include "requestlog.h"
-#include "uploadstore.h"
+#include "routecontext.h"
 
-/// What the routes need; everything has to outlive the server.
-struct RouteContext
-{
-    int code = 0; ///< answered as "Code"
-    UploadStore &store;
-    RequestLog &log;
-};
-
-/// Sets up \a server for the endpoints of \a port and for the refusal of everything else.
+/// Sets up \a server for the endpoints of \a port, on the main port for the page, and for the refusal of everything
+/// else.
 void addRoutes(httplib::Server &server, Port port, const RouteContext &context);

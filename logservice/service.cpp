@@ -27,12 +27,13 @@ sigset_t holdBackEndSignals()
     return signals;
 }
 
-std::string readyLine(const Options &options, const Listener &uploads, const std::optional<Listener> &reports,
-                      const std::string &destination)
+/// \a destination is empty when nothing is stored.
+std::string readyLine(const std::string &origin, const std::optional<Listener> &reports, const std::string &destination)
 {
-    return "kxlogservice: listening on http://127.0.0.1:" + std::to_string(uploads.port()) + " (" +
+    return "kxlogservice: listening on " + origin + " (" +
            (reports ? "reports on " + std::to_string(reports->port()) : "no reports") + "), " +
-           (options.discards ? "storing nothing" : "storing below " + destination);
+           (destination.empty() ? "storing nothing"
+                                : "what arrives is shown on " + origin + "/ and stored below " + destination);
 }
 
 } // namespace
@@ -64,14 +65,15 @@ int runService(const Options &options)
         hasFailed = true;
         ::kill(::getpid(), SIGTERM);
     };
-    const RouteContext context = {options.code, *store, log};
+    const auto origin = "http://127.0.0.1:" + std::to_string(uploads.port());
+    const RouteContext context = {options.code, *store, log, destination, origin};
     addRoutes(uploads.server(), Port::Main, context);
     uploads.start(fail);
     if (reports) {
         addRoutes(reports->server(), Port::Report, context);
         reports->start(fail);
     }
-    std::cout << readyLine(options, uploads, reports, destination) << std::endl;
+    std::cout << readyLine(origin, reports, destination) << std::endl;
 
     int signal = 0;
     sigwait(&endSignals, &signal);

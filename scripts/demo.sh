@@ -63,6 +63,8 @@ clean_up() {
     done
     if [ -n "$work" ] && [ "$keep" = yes ]; then
         printf '\nKept in %s\n' "$work"
+        printf 'To look at what arrived, start this and open http://127.0.0.1:%s/ in a browser:\n  %s\n' "$port" \
+            "$repo/build/demo/logservice/kxlogservice --port $port --no-report --dir $work/service"
     elif [ -n "$work" ]; then
         rm -rf -- "$work"
     fi

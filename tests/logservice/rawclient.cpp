@@ -52,6 +52,23 @@ RawAnswer RawClient::readAnswer()
     }
 }
 
+QByteArray RawClient::readHeads(int count)
+{
+    int end = 0;
+    for (int found = 0; found < count;) {
+        const int headEnd = received_.indexOf("\r\n\r\n", end);
+        if (headEnd >= 0) {
+            end = headEnd + 4;
+            ++found;
+        } else if (socket_.waitForReadyRead(kPatienceMs)) {
+            received_ += socket_.readAll();
+        } else {
+            break;
+        }
+    }
+    return received_.left(end);
+}
+
 bool RawClient::waitForEnd()
 {
     return socket_.state() == QAbstractSocket::UnconnectedState || socket_.waitForDisconnected(kPatienceMs);

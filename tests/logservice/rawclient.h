@@ -23,6 +23,9 @@ public:
     /// Reads one answer with a Content-Length.
     RawAnswer readAnswer();
 
+    /// Reads until \a count heads have come, and returns them with whatever stands between them.
+    QByteArray readHeads(int count);
+
     /// Waits until the service has ended the connection. Returns false when that takes more than 20 s.
     bool waitForEnd();
 

@@ -51,7 +51,7 @@ void TestLogServiceOptions::explainsItself()
     QCOMPARE(service.run({QStringLiteral("--help")}), 0);
     const QByteArray text = service.requestLines();
     for (const char *part : {"--port", "8700", "--report-port", "21999", "--no-report", "--dir", "--code", "--discard",
-                             "Example", "not for production"})
+                             "Example", "not for production", "http://127.0.0.1:8700/,"})
         QVERIFY2(text.contains(part), part);
     QCOMPARE(service.errorText(), QByteArray());
 }
@@ -96,9 +96,11 @@ void TestLogServiceOptions::saysWhereItListensAndStores()
     QTemporaryDir folder;
     LogServiceProcess service;
     QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path())));
-    QCOMPARE(service.readyLine(), "kxlogservice: listening on http://127.0.0.1:" + QByteArray::number(service.port()) +
-                                      " (reports on " + QByteArray::number(service.reportPort()) + "), storing below " +
-                                      QFileInfo(folder.path()).canonicalFilePath().toUtf8() + "\n");
+    QCOMPARE(service.readyLine(),
+             "kxlogservice: listening on http://127.0.0.1:" + QByteArray::number(service.port()) + " (reports on " +
+                 QByteArray::number(service.reportPort()) +
+                 "), what arrives is shown on http://127.0.0.1:" + QByteArray::number(service.port()) +
+                 "/ and stored below " + QFileInfo(folder.path()).canonicalFilePath().toUtf8() + "\n");
     QCOMPARE(service.stop(), 0);
     QCOMPARE(service.requestLines(), QByteArray());
     QCOMPARE(service.errorText(), QByteArray());

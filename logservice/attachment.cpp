@@ -1,0 +1,54 @@
+#include "attachment.h"
+
+#include "percentencoding.h"
+#include "utf8.h"
+
+namespace {
+
+constexpr std::size_t kMaxNameBytes = 200;
+constexpr char kNoName[] = "upload";
+
+/// \a character is one character of UTF-8.
+bool isHarmless(std::string_view character)
+{
+    constexpr std::string_view kWithMeaning = "/\\\"<>:|?*";
+    if (character.size() == 2)
+        return character[0] != '\xc2' || static_cast<unsigned char>(character[1]) >= 0xa0U;
+    const char c = character.front();
+    return character.size() > 1 ||
+           (static_cast<unsigned char>(c) >= 0x20U && c != '\x7f' && kWithMeaning.find(c) == std::string_view::npos);
+}
+
+std::string safeName(std::string_view sentName)
+{
+    const auto slash = sentName.find_last_of("/\\");
+    auto rest = sentName.substr(slash == std::string_view::npos ? 0 : slash + 1);
+    std::string name;
+    while (!rest.empty()) {
+        const auto length = utf8Length(rest);
+        const auto character = rest.substr(0, length == 0 ? 1 : length);
+        if (name.size() + character.size() > kMaxNameBytes)
+            break;
+        const bool isKept = length > 0 && isHarmless(character) && (character != "." || !name.empty());
+        name += isKept ? character : "_";
+        rest.remove_prefix(character.size());
+    }
+    return name.empty() ? kNoName : name;
+}
+
+/// For programs that know no other names: everything but ASCII becomes "_". Percent signs too, as some decode them.
+std::string asciiName(const std::string &name)
+{
+    std::string ascii;
+    for (const char c : name)
+        ascii += static_cast<unsigned char>(c) < 0x80U && c != '%' ? c : '_';
+    return ascii;
+}
+
+} // namespace
+
+std::string attachmentDisposition(std::string_view sentName)
+{
+    const auto name = safeName(sentName);
+    return "attachment; filename=\"" + asciiName(name) + "\"; filename*=UTF-8''" + percentEncoded(name);
+}

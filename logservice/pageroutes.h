@@ -1,0 +1,6 @@
+#pragma once
+
+#include "routecontext.h"
+
+/// Sets up \a server for looking at what has arrived: the page /, its /style.css, and what was sent below /uploads.
+void addPageRoutes(httplib::Server &server, const RouteContext &context);

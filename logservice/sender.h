@@ -1,0 +1,14 @@
+#pragma once
+
+#include "descriptiontext.h"
+#include "storedupload.h"
+
+/// Who sent an upload, as far as its fields say so.
+struct Sender
+{
+    Description description;
+    std::string unsplit; ///< the text of "room" when it cannot be split, and nothing else is known then
+};
+
+/// Finds the sender in the fields of any kind of upload.
+Sender senderOf(const StoredUpload &upload);

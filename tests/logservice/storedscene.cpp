@@ -1,0 +1,20 @@
+#include "storedscene.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
+
+bool StoredScene::write(const QString &name, const QByteArray &bytes) const
+{
+    QFile file(path(name));
+    return QDir().mkpath(QFileInfo(file).path()) && file.open(QIODevice::WriteOnly) &&
+           file.write(bytes) == bytes.size();
+}
+
+bool StoredScene::addLog(const QString &id, const QByteArray &room, const QByteArray &fileName,
+                         const QByteArray &bytes) const
+{
+    return write(id + QStringLiteral("/file.bin"), bytes) &&
+           write(id + QStringLiteral("/upload.json"),
+                 "{\"time\":\"2024-05-01T09:30:00Z\",\"kind\":\"logfile\",\"fileName\":\"" + fileName +
+                     "\",\"size\":5,\"fields\":{\"room\":\"" + room + "\",\"namespace\":\"demo\"}}");
+}

@@ -1,0 +1,368 @@
+#include "servicetest.h"
+#include "storedfiles.h"
+#include "wireform.h"
+
+#include <QtNetwork/QHostAddress>
+#include <QtNetwork/QNetworkInterface>
+#include <QtTest/QtTest>
+
+using namespace wireform;
+
+namespace {
+
+QByteArray request(const QByteArray &method, const QByteArray &target, const QByteArray &moreHeaders = QByteArray())
+{
+    return method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n" + moreHeaders + "\r\n";
+}
+
+} // namespace
+
+/// The page and the files as they go over the wire.
+class TestLogServicePage : public ServiceTest
+{
+    Q_OBJECT
+
+private slots:
+    void showsWhatArrived();
+    void showsWhatEarlierRunsHaveLeft();
+    void showsHowToSendSomething();
+    void filters();
+    void ignoresFiltersThatMakeNoSense_data();
+    void ignoresFiltersThatMakeNoSense();
+    void givesThePageNothingToRun();
+    void servesFilesAsText();
+    void servesEmptyFiles();
+    void servesLargeFilesAsAWhole();
+    void offersDownloads();
+    void servesFieldsAndDocuments();
+    void answersHead_data();
+    void answersHead();
+    void findsNothingElse_data();
+    void findsNothingElse();
+    void followsNoLinks();
+    void takesOnlyGetAndPostWhereItDid_data();
+    void takesOnlyGetAndPostWhereItDid();
+    void endsTheConnectionBehindAGetWithABody();
+    void keepsTheConnectionOpenOtherwise();
+    void hasNoPageOnTheReportPort();
+    void saysThatItStoresNothing();
+    void listensOnLoopbackOnly();
+
+private:
+    RawAnswer get(const QByteArray &target) { return RawClient::ask(service().port(), request("GET", target)); }
+    RawAnswer post(const QByteArray &path, const QByteArray &type, const QByteArray &body)
+    {
+        return RawClient::ask(service().port(), wireform::post(path, type, body));
+    }
+};
+
+void TestLogServicePage::showsWhatArrived()
+{
+    QCOMPARE(upload("first.log", "bytes").status, 200);
+    QCOMPARE(upload("<b>second</b>.log", "bytes").status, 200);
+    const RawAnswer page = get("/");
+    QCOMPARE(page.status, 200);
+    QVERIFY(page.head.contains("\r\nContent-Type: text/html; charset=utf-8\r\n"));
+    const int second = page.body.indexOf("&lt;b&gt;second&lt;/b&gt;.log");
+    const int first = page.body.indexOf("first.log");
+    QVERIFY(second > 0);
+    QVERIFY(first > second);
+    QCOMPARE(page.body.count("<b>ann</b>"), 0);
+    QCOMPARE(page.body.count("<b><bdi>ann</bdi></b>"), 2);
+}
+
+void TestLogServicePage::showsWhatEarlierRunsHaveLeft()
+{
+    QCOMPARE(upload("first.log", "bytes").status, 200);
+    QCOMPARE(service().stop(), 0);
+    QVERIFY(service().start(LogServiceProcess::onFreePorts(folder())));
+    QVERIFY(get("/").body.contains("first.log"));
+    QCOMPARE(get("/uploads/000001-logfile/file").body, QByteArray("bytes"));
+}
+
+void TestLogServicePage::showsHowToSendSomething()
+{
+    QVERIFY(get("/").body.contains("file=@client.log http://127.0.0.1:" + QByteArray::number(service().port()) +
+                                   logFilePath() + "</code>"));
+}
+
+void TestLogServicePage::filters()
+{
+    QCOMPARE(upload("first.log", "bytes").status, 200);
+    QCOMPARE(post(producerPath(), formType(), logForm("second \xc3\xab+.log", "bytes")).status, 200);
+    QVERIFY(!get("/?kind=producer").body.contains("first.log"));
+    QVERIFY(get("/?kind=producer&text=").body.contains("second"));
+    QVERIFY(get("/?text=FIRST").body.contains("first.log"));
+    QVERIFY(!get("/?text=FIRST").body.contains("second"));
+    QVERIFY(get("/?kind=&text=%C3%AB%2B").body.contains("second"));
+    QVERIFY(get("/?kind=logfile&text=second").body.contains("No upload matches."));
+    QVERIFY(!get("/?before=000002-producer").body.contains("second"));
+}
+
+void TestLogServicePage::ignoresFiltersThatMakeNoSense_data()
+{
+    QTest::addColumn<QByteArray>("query");
+    QTest::newRow("unknown kind") << QByteArray("kind=<script>");
+    QTest::newRow("no id") << QByteArray("before=../../etc");
+    QTest::newRow("broken escapes") << QByteArray("kind=%zz&before=%&%=%u12");
+    QTest::newRow("repeated") << QByteArray("kind=&kind=error&text=&text=x");
+    QTest::newRow("many") << QByteArray("a=b&").repeated(2000);
+}
+
+void TestLogServicePage::ignoresFiltersThatMakeNoSense()
+{
+    QFETCH(QByteArray, query);
+    QCOMPARE(upload("first.log", "bytes").status, 200);
+    const RawAnswer page = get("/?" + query);
+    QCOMPARE(page.status, 200);
+    QVERIFY(page.body.contains("first.log"));
+    QVERIFY(!page.body.contains("<script"));
+}
+
+void TestLogServicePage::givesThePageNothingToRun()
+{
+    const RawAnswer page = get("/");
+    for (const char *line :
+         {"Content-Security-Policy: default-src 'none'; style-src 'self'; img-src data:; form-action "
+          "'self'; base-uri 'none'; frame-ancestors 'none'",
+          "X-Content-Type-Options: nosniff", "Referrer-Policy: no-referrer",
+          "Cross-Origin-Resource-Policy: same-origin", "Cache-Control: no-store"})
+        QVERIFY2(page.head.contains(QByteArray("\r\n") + line + "\r\n"), page.head.constData());
+    const RawAnswer style = get("/style.css");
+    QCOMPARE(style.status, 200);
+    QVERIFY(style.head.contains("\r\nContent-Type: text/css; charset=utf-8\r\n"));
+    QVERIFY(style.body.contains("prefers-color-scheme: dark"));
+}
+
+void TestLogServicePage::servesFilesAsText()
+{
+    const QByteArray html = "<!DOCTYPE html><html><script>document.title='owned'</script></html>";
+    QCOMPARE(upload("page.html", html).status, 200);
+    const RawAnswer file = get("/uploads/000001-logfile/file");
+    QCOMPARE(file.status, 200);
+    QCOMPARE(file.body, html);
+    for (const char *line : {"Content-Type: text/plain; charset=utf-8", "X-Content-Type-Options: nosniff",
+                             "Content-Security-Policy: default-src 'none'; sandbox; frame-ancestors 'none'"})
+        QVERIFY2(file.head.contains(QByteArray("\r\n") + line + "\r\n"), file.head.constData());
+    QCOMPARE(file.head.count("Content-Type:"), 1);
+    QVERIFY(!file.head.contains("Content-Disposition"));
+}
+
+void TestLogServicePage::servesEmptyFiles()
+{
+    QCOMPARE(upload("a.log", "").status, 200);
+    const RawAnswer file = get("/uploads/000001-logfile/file");
+    QCOMPARE(file.status, 200);
+    QVERIFY2(file.head.contains("\r\nContent-Length: 0\r\n"), file.head.constData());
+    QVERIFY(file.head.contains("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
+}
+
+void TestLogServicePage::servesLargeFilesAsAWhole()
+{
+    const QByteArray bytes = mixedBytes(5000000);
+    QCOMPARE(upload("a.log", bytes).status, 200);
+    QVERIFY(get("/uploads/000001-logfile/file").body == bytes);
+    const RawAnswer ranged =
+        RawClient::ask(service().port(), request("GET", "/uploads/000001-logfile/file", "Range: bytes=5-9\r\n"));
+    QCOMPARE(ranged.status, 200);
+    QVERIFY(ranged.body == bytes);
+}
+
+void TestLogServicePage::offersDownloads()
+{
+    QCOMPARE(upload("../Gespr\xc3\xa4"
+                    "ch \"7\".log",
+                    "<b>")
+                 .status,
+             200);
+    const RawAnswer file = get("/uploads/000001-logfile/file?download");
+    QCOMPARE(file.body, QByteArray("<b>"));
+    for (const char *line : {"Content-Type: application/octet-stream", "X-Content-Type-Options: nosniff",
+                             "Content-Disposition: attachment; filename=\"Gespr__ch _7_.log\"; "
+                             "filename*=UTF-8''Gespr%C3%A4ch%20_7_.log"})
+        QVERIFY2(file.head.contains(QByteArray("\r\n") + line + "\r\n"), file.head.constData());
+}
+
+void TestLogServicePage::servesFieldsAndDocuments()
+{
+    const QByteArray document = "{\"username\":\"<b>ann</b>\", \"type\":3}";
+    QCOMPARE(post(errorPath(), "application/json", document).status, 200);
+    QCOMPARE(upload("a.log", "bytes").status, 200);
+    const RawAnswer body = get("/uploads/000001-error/file");
+    QCOMPARE(body.body, document);
+    QVERIFY(body.head.contains("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
+    QVERIFY(get("/uploads/000001-error/file?download").head.contains("filename=\"000001-error.json\""));
+
+    const RawAnswer fields = get("/uploads/000002-logfile/fields");
+    QCOMPARE(fields.body, contents(stored(QStringLiteral("000002-logfile/upload.json"))));
+    QVERIFY(fields.body.contains("\"room\": \"nickname-ann.userid-42.\""));
+    QVERIFY(fields.head.contains("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
+}
+
+void TestLogServicePage::answersHead_data()
+{
+    QTest::addColumn<QByteArray>("target");
+    for (const char *target :
+         {"/", "/style.css", "/uploads/000001-logfile/file", "/uploads/000001-logfile/file?download"})
+        QTest::newRow(target) << QByteArray(target);
+}
+
+void TestLogServicePage::answersHead()
+{
+    QFETCH(QByteArray, target);
+    QCOMPARE(upload("a.log", mixedBytes(100000)).status, 200);
+    RawClient client(service().port());
+    QVERIFY(client.send(request("HEAD", target)));
+    client.readHeads(1);
+    QVERIFY(client.send(request("GET", target)));
+    // Nothing of a body comes between the two heads.
+    const QByteArray both = client.readHeads(2);
+    QCOMPARE(both.count("HTTP/1.1 200 OK\r\n"), 2);
+    const int end = both.indexOf("\r\n\r\n");
+    QCOMPARE(both.mid(end + 4, 9), QByteArray("HTTP/1.1 "));
+    const auto sorted = [](QByteArray head) {
+        QList<QByteArray> lines = head.split('\n');
+        std::sort(lines.begin(), lines.end());
+        for (auto line = lines.begin(); line != lines.end();)
+            line = line->startsWith("Keep-Alive") || line->trimmed().isEmpty() ? lines.erase(line) : line + 1;
+        return lines;
+    };
+    QCOMPARE(sorted(both.left(end + 2)), sorted(both.mid(end + 4)));
+}
+
+void TestLogServicePage::findsNothingElse_data()
+{
+    QTest::addColumn<QByteArray>("target");
+    for (const char *target : {"/uploads",
+                               "/uploads/",
+                               "/uploads/000001-logfile",
+                               "/uploads/000001-logfile/",
+                               "/uploads/000001-logfile/upload.json",
+                               "/uploads/000001-logfile/file/",
+                               "/uploads/000002-logfile/file",
+                               "/uploads/000001-crash/file",
+                               "/uploads/1-logfile/file",
+                               "/uploads/../uploads/000001-logfile/file",
+                               "/uploads/./000001-logfile/file",
+                               "/uploads/000001-logfile/../../secret",
+                               "/uploads/..%2f/file",
+                               "/uploads/%2e%2e/file",
+                               "/uploads/..%2fsecret/file",
+                               "/uploads/%2fetc%2fpasswd/file",
+                               "/uploads/000001-logfile%00/file",
+                               "/uploads/000001-logfile%2f..%2f000001-logfile/file",
+                               "/uploads/000001-logfile/file%00.html",
+                               "/uploads//etc/passwd/file",
+                               "/uploads/000001-logfile/fields%0a",
+                               "/.lock",
+                               "/uploads/.lock/file",
+                               "/../secret",
+                               "/uploads/secret/file",
+                               "//",
+                               "/%2f",
+                               "/style.css/",
+                               "/stylexcss",
+                               "/favicon.ico"})
+        QTest::newRow(target) << QByteArray(target);
+    QTest::newRow("long") << "/uploads/" + QByteArray(4000, '1') + "-logfile/file";
+}
+
+void TestLogServicePage::findsNothingElse()
+{
+    QFETCH(QByteArray, target);
+    QCOMPARE(upload("a.log", "bytes").status, 200);
+    QVERIFY(QDir(folder()).mkdir(QStringLiteral("secret")));
+    const RawAnswer answer = get(target);
+    QCOMPARE(answer.status, 404);
+    QVERIFY(answer.head.contains("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
+    QVERIFY2(answer.body == "there is nothing here\n" || answer.body == "there is no such upload\n",
+             answer.body.constData());
+}
+
+void TestLogServicePage::followsNoLinks()
+{
+    const QTemporaryDir outside;
+    QFile secret(outside.filePath(QStringLiteral("file.bin")));
+    QVERIFY(secret.open(QIODevice::WriteOnly) && secret.write("secret") == 6);
+    secret.close();
+    QVERIFY(QFile::link(outside.path(), stored(QStringLiteral("000001-logfile"))));
+    QVERIFY(QDir(folder()).mkdir(QStringLiteral("000002-logfile")));
+    QVERIFY(QFile::link(secret.fileName(), stored(QStringLiteral("000002-logfile/file.bin"))));
+    QVERIFY(QFile::link(secret.fileName(), stored(QStringLiteral("000002-logfile/upload.json"))));
+    for (const char *target :
+         {"/uploads/000001-logfile/file", "/uploads/000002-logfile/file", "/uploads/000002-logfile/fields"})
+        QCOMPARE(get(target).status, 404);
+}
+
+void TestLogServicePage::takesOnlyGetAndPostWhereItDid_data()
+{
+    QTest::addColumn<QByteArray>("start");
+    QTest::addColumn<int>("status");
+    QTest::newRow("POST of the page") << QByteArray("POST /") << 404;
+    QTest::newRow("DELETE of an upload") << QByteArray("DELETE /uploads/000001-logfile/file") << 404;
+    QTest::newRow("PUT of an upload") << QByteArray("PUT /uploads/000001-logfile/file") << 404;
+    QTest::newRow("GET of an endpoint") << "GET " + logFilePath() << 405;
+}
+
+void TestLogServicePage::takesOnlyGetAndPostWhereItDid()
+{
+    QFETCH(QByteArray, start);
+    QCOMPARE(upload("a.log", "bytes").status, 200);
+    const QByteArray headers = start.startsWith("GET") ? QByteArray() : QByteArray("Content-Length: 0\r\n");
+    const int blank = start.indexOf(' ');
+    QTEST(RawClient::ask(service().port(), request(start.left(blank), start.mid(blank + 1), headers)).status, "status");
+    QCOMPARE(get("/uploads/000001-logfile/file").body, QByteArray("bytes"));
+}
+
+void TestLogServicePage::endsTheConnectionBehindAGetWithABody()
+{
+    QCOMPARE(upload("a.log", "bytes").status, 200);
+    for (const char *target : {"/", "/style.css", "/uploads/000001-logfile/file"}) {
+        const QByteArray inner = request("GET", "/nope");
+        RawClient client(service().port());
+        client.send(request("GET", target, "Content-Length: " + QByteArray::number(inner.size()) + "\r\n") + inner);
+        const RawAnswer answer = client.readAnswer();
+        QCOMPARE(answer.status, 200);
+        QVERIFY2(answer.head.contains("\r\nConnection: close\r\n"), answer.head.constData());
+        QCOMPARE(client.readAnswer().status, 0);
+        QVERIFY(client.waitForEnd());
+    }
+}
+
+void TestLogServicePage::keepsTheConnectionOpenOtherwise()
+{
+    QCOMPARE(upload("a.log", "bytes").status, 200);
+    RawClient client(service().port());
+    for (const char *target : {"/", "/style.css", "/uploads/000001-logfile/file", "/?text=x"}) {
+        QVERIFY(client.send(request("GET", target)));
+        QCOMPARE(client.readAnswer().status, 200);
+    }
+}
+
+void TestLogServicePage::hasNoPageOnTheReportPort()
+{
+    QCOMPARE(RawClient::ask(service().reportPort(), request("GET", "/")).status, 404);
+}
+
+void TestLogServicePage::saysThatItStoresNothing()
+{
+    QCOMPARE(service().stop(), 0);
+    QVERIFY(service().start(LogServiceProcess::onFreePorts(folder()) << QStringLiteral("--discard")));
+    QVERIFY(get("/").body.contains("--discard"));
+    QCOMPARE(get("/uploads/000001-logfile/file").status, 404);
+}
+
+void TestLogServicePage::listensOnLoopbackOnly()
+{
+    // On Linux, 127.0.0.2 is this machine too.
+    QList<QHostAddress> others = QNetworkInterface::allAddresses() << QHostAddress(QStringLiteral("127.0.0.2"));
+    others.removeAll(QHostAddress(QHostAddress::LocalHost));
+    for (const QHostAddress &address : others) {
+        QTcpSocket socket;
+        socket.connectToHost(address, service().port());
+        QVERIFY2(!socket.waitForConnected(2000), qPrintable(address.toString()));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestLogServicePage)
+#include "tst_logservicepage.moc"

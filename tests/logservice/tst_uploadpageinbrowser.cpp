@@ -1,0 +1,171 @@
+#include "browser.h"
+#include "logserviceprocess.h"
+#include "toolsetup.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QSettings>
+#include <QtTest/QtTest>
+
+namespace {
+
+const char kScript[] = "first line\n<script>document.title='owned'</script>\nlast line \xe2\x9c\x93\n";
+const char kNickname[] = "<b>Zo\xc3\xab</b> & \"\xe3\x82\xb2\xe3\x82\xb9\xe3\x83\x88\"";
+const char kRoom[] = "<img src=x onerror=\"document.title='owned'\">, \xe4\xbc\x9a\xe8\xad\xb0\xe5\xae\xa4";
+
+/// The text that a browser shows for \a html.
+QString shownText(QString html)
+{
+    static const QRegularExpression tag(QStringLiteral("<[^>]*>"));
+    html.replace(tag, QString());
+    html.replace(QStringLiteral("&lt;"), QStringLiteral("<")).replace(QStringLiteral("&gt;"), QStringLiteral(">"));
+    html.replace(QStringLiteral("&amp;"), QStringLiteral("&"));
+    return html.simplified();
+}
+
+/// The rows of the page, from top to bottom, each as "kind|user|rooms|file".
+QStringList rows(const QString &document)
+{
+    static const QRegularExpression row(QStringLiteral("<tr id=\"[^\"]*\">(.*?)</tr>"),
+                                        QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression cell(
+        QStringLiteral("<td data-label=\"(Kind|User|Rooms|File)\"><div>(.*?)</div></td>"),
+        QRegularExpression::DotMatchesEverythingOption);
+    QStringList lines;
+    auto found = row.globalMatch(document);
+    while (found.hasNext()) {
+        QStringList cells;
+        auto inRow = cell.globalMatch(found.next().captured(1));
+        while (inRow.hasNext())
+            cells << shownText(inRow.next().captured(2));
+        lines << cells.join(QLatin1Char('|'));
+    }
+    return lines;
+}
+
+QString title(const QString &document)
+{
+    static const QRegularExpression pattern(QStringLiteral("<title>(.*?)</title>"));
+    return pattern.match(document).captured(1);
+}
+
+} // namespace
+
+/// What a person sees in a browser after a run of the real tool against the real service.
+class TestUploadPageInBrowser : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void showsTheRowsOfTheRun();
+    void filtersByKind();
+    void filtersByText();
+    void showsALogWithAScriptAsText();
+    void showsFieldsAsText();
+
+private:
+    QString load(const QString &target)
+    {
+        return QString::fromUtf8(
+            browser::documentOf(QStringLiteral("http://127.0.0.1:%1%2").arg(service_.port()).arg(target)));
+    }
+    static QString expectedRow(const char *kind, const QString &file)
+    {
+        return QStringLiteral("%1|%2 login zoe id 10042|%3 id 101|%4 download fields")
+            .arg(QLatin1String(kind), QString::fromUtf8(kNickname), QString::fromUtf8(kRoom), file);
+    }
+
+    const QTemporaryDir folder_;
+    LogServiceProcess service_;
+    const Sandbox sandbox_;
+    QString ownLog_;
+};
+
+void TestUploadPageInBrowser::initTestCase()
+{
+    if (browser::program().isEmpty())
+        QSKIP("there is no Chromium");
+    QVERIFY(service_.start({QStringLiteral("--port"), QString::number(servicePort()), QStringLiteral("--no-report"),
+                            QStringLiteral("--dir"), folder_.path()}));
+    QVERIFY(sandbox_.isValid());
+    QVERIFY(sandbox_.writeIni([](QSettings &ini) {
+        ini.setValue(QStringLiteral("system/nickname"), QString::fromUtf8(kNickname));
+        ini.setValue(QStringLiteral("system/loginName"), QStringLiteral("zoe"));
+        ini.setValue(QStringLiteral("system/userId"), 10042);
+        ini.setValue(QStringLiteral("system/namespace"), QStringLiteral("<i>demo</i>"));
+        ini.setValue(QStringLiteral("room/101"), QString::fromUtf8(kRoom));
+    }));
+    QVERIFY(!addLog(sandbox_, QStringLiteral("a_script"), kScript).isEmpty());
+    QVERIFY(!addLog(sandbox_, QStringLiteral("b_sdk"), "sdk", 1).isEmpty());
+    const QString marked = sandbox_.addFile(QString::fromUtf8("files/<u>Gespr\xc3\xa4"
+                                                              "ch&amp;.html"),
+                                            kScript);
+    QVERIFY(addGroup(sandbox_, QStringLiteral("c_marked"), marked));
+    const ToolResult result = sandbox_.runTool({});
+    QVERIFY2(result.isSuccess(), result.describe());
+    ownLog_ = QFileInfo(sandbox_.ownLogs().value(0)).fileName();
+}
+
+void TestUploadPageInBrowser::cleanupTestCase()
+{
+    if (browser::program().isEmpty())
+        return;
+    QCOMPARE(service_.stop(), 0);
+    QCOMPARE(service_.errorText(), QByteArray());
+}
+
+void TestUploadPageInBrowser::showsTheRowsOfTheRun()
+{
+    const QString document = load(QStringLiteral("/"));
+    QCOMPARE(rows(document), (QStringList{expectedRow("logfile", ownLog_),
+                                          expectedRow("logfile", QString::fromUtf8("<u>Gespr\xc3\xa4"
+                                                                                   "ch&amp;.html")),
+                                          expectedRow("producer", QStringLiteral("b_sdk.log")),
+                                          expectedRow("logfile", QStringLiteral("a_script.log"))}));
+    QCOMPARE(title(document), QStringLiteral("Uploads - kxlogservice"));
+    // What was sent has made no element.
+    for (const char *element : {"<img", "<u>", "<script", "<i>"})
+        QVERIFY2(!document.contains(QLatin1String(element)), element);
+}
+
+void TestUploadPageInBrowser::filtersByKind()
+{
+    const QString document = load(QStringLiteral("/?kind=producer&text="));
+    QCOMPARE(rows(document), QStringList(expectedRow("producer", QStringLiteral("b_sdk.log"))));
+    QVERIFY(document.contains(QStringLiteral("<option value=\"producer\" selected=\"\">")));
+}
+
+void TestUploadPageInBrowser::filtersByText()
+{
+    QCOMPARE(rows(load(QStringLiteral("/?kind=&text=A_SCRIPT"))),
+             QStringList(expectedRow("logfile", QStringLiteral("a_script.log"))));
+    const QString nothing = load(QStringLiteral("/?text=%22%3E%3Cscript%3Edocument.title%3D'owned'%3C%2Fscript%3E"));
+    QCOMPARE(rows(nothing), QStringList());
+    QCOMPARE(title(nothing), QStringLiteral("Uploads - kxlogservice"));
+    QVERIFY(nothing.contains(QStringLiteral("No upload matches.")));
+}
+
+/// A browser puts plain text into one element of a document that it makes itself.
+void TestUploadPageInBrowser::showsALogWithAScriptAsText()
+{
+    for (const char *id : {"000001-logfile", "000003-logfile"}) {
+        const QString document = load(QStringLiteral("/uploads/%1/file").arg(QLatin1String(id)));
+        const int begin = document.indexOf(QStringLiteral("<pre"));
+        QVERIFY2(begin > 0, qPrintable(document));
+        QCOMPARE(shownText(document.mid(begin)), QString::fromUtf8(kScript).simplified());
+        QVERIFY(!document.contains(QStringLiteral("<script")));
+        QVERIFY(!title(document).contains(QStringLiteral("owned")));
+    }
+}
+
+void TestUploadPageInBrowser::showsFieldsAsText()
+{
+    const QString document = load(QStringLiteral("/uploads/000001-logfile/fields"));
+    QVERIFY2(document.contains(QStringLiteral("\"namespace\": \"&lt;i&gt;demo&lt;/i&gt;\"")), qPrintable(document));
+}
+
+QTEST_GUILESS_MAIN(TestUploadPageInBrowser)
+#include "tst_uploadpageinbrowser.moc"
