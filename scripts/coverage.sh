@@ -34,7 +34,8 @@ build="$repo/build/coverage"
 if [ -d "$build" ]; then
     find "$build" -name '*.gcda' -delete
 fi
-"$repo/scripts/test.sh" --preset coverage
+# What is installed from this build needs the library that counts, which a client does not link.
+"$repo/scripts/test.sh" --preset coverage -- -E '^install$'
 
 cd -- "$repo"
 gcovr --root . --filter KxLogReport/ --exclude-throw-branches --html-details "$build/index.html" \

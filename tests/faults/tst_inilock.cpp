@@ -1,8 +1,10 @@
 #include "toolsetup.h"
 
+#include <QDateTime>
 #include <QFile>
 #include <QLockFile>
 #include <QTest>
+
 #include <memory>
 
 #include <sys/wait.h>
@@ -11,6 +13,9 @@
 namespace {
 
 constexpr int kHeldMs = 2000;
+/// The age at which Qt takes a lock away whose owner it does not know, and how far from it one is in the test.
+constexpr int kStaleLockMs = 30000;
+constexpr int kLeftMs = 4000;
 
 /// Leaves a lock whose owner is dead. Returns whether it did.
 bool leaveLock(const QString &path)
@@ -52,6 +57,24 @@ private slots:
         const ToolResult result = sandbox_->runTool({});
         QVERIFY2(result.isSuccess(), result.describe());
         QVERIFY2(result.elapsedMs < 10000, result.describe());
+        QCOMPARE(sandbox_->groups(), QStringList(QStringLiteral("system")));
+        QVERIFY(!QFile::exists(lockPath_));
+    }
+
+    /// As a process leaves it that is killed between making the file and writing its name into it.
+    void isTakenAfterHalfAMinuteWhenItIsEmpty()
+    {
+        QFile lock(lockPath_);
+        QVERIFY(lock.open(QIODevice::WriteOnly));
+        QVERIFY(lock.setFileTime(QDateTime::currentDateTime().addMSecs(kLeftMs - kStaleLockMs),
+                                 QFileDevice::FileModificationTime));
+        lock.close();
+        const ScriptedServer server(servicePort());
+        QVERIFY(server.isListening());
+        const ToolResult result = sandbox_->runTool({});
+        QVERIFY2(result.isSuccess(), result.describe());
+        QVERIFY2(result.elapsedMs > kLeftMs, result.describe());
+        QVERIFY2(result.elapsedMs < kStaleLockMs, result.describe());
         QCOMPARE(sandbox_->groups(), QStringList(QStringLiteral("system")));
         QVERIFY(!QFile::exists(lockPath_));
     }

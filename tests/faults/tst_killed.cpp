@@ -23,9 +23,10 @@ constexpr int kKillsBetweenWholeRuns = 5;
 constexpr unsigned kLongestDelayUs = 6000;
 /// Behind the start, the time until the first request.
 constexpr unsigned kLongestStartUs = 700000;
-
 /// Behind the appearance of the lock, the time in which upload.ini is written.
 constexpr unsigned kLongestWriteUs = 500;
+/// A lock that was left empty costs the next run half a minute.
+constexpr int kTimeoutMs = 60000;
 
 /// When a run is killed: `delayUs` microseconds after the request of that number arrived, or after the start for 0; or
 /// after upload.ini was locked the next time behind that.
@@ -125,7 +126,7 @@ private:
         }));
         QVERIFY(server.isListening());
         const auto run = sandbox_.startTool({});
-        QVERIFY(reached.tryAcquire(1, 30000));
+        QVERIFY(reached.tryAcquire(1, kTimeoutMs));
         if (moment.whenLocked)
             awaitLock();
         QThread::usleep(moment.delayUs);
@@ -169,7 +170,7 @@ private:
     {
         const ScriptedServer server(servicePort());
         QVERIFY(server.isListening());
-        const ToolResult result = sandbox_.runTool({});
+        const ToolResult result = sandbox_.runTool({}, kTimeoutMs);
         QVERIFY2(result.isSuccess(), result.describe());
         QCOMPARE(IniFile(sandbox_.iniPath()).values(), userAndRooms_);
         QVERIFY(!filesBesideIni().contains(QStringLiteral("upload.ini.lock")));
