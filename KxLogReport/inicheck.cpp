@@ -5,7 +5,9 @@
 #include <QFile>
 #include <QLockFile>
 #include <QSaveFile>
+
 #include <QTextCodec>
+#include <optional>
 
 namespace {
 
@@ -150,10 +152,16 @@ bool isHarmful(ValueText text, const char *prefix, VariantForm form)
     return !isHarmlessVariant(bytes, form) || text.hasPassedQuote();
 }
 
-QByteArray readAll(const QString &path)
+/// Nothing when the file could not be read to its end.
+std::optional<QByteArray> readAll(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        return {};
+    return bytes;
 }
 
 } // namespace
@@ -179,15 +187,19 @@ QByteArray withoutHarmfulValues(const QByteArray &ini)
 
 bool takeHarmfulValuesOut(const QString &path)
 {
-    const QByteArray found = readAll(path);
-    if (withoutHarmfulValues(found) == found)
+    const std::optional<QByteArray> found = readAll(path);
+    // What cannot be read is empty for settings objects as well.
+    if (!found || withoutHarmfulValues(*found) == *found)
         return true;
 
     // Under the lock that settings objects take for writing, so that nothing of what the client writes gets lost.
     QLockFile lock(path + QStringLiteral(".lock"));
     if (!lock.tryLock(kLockMs))
         return false;
-    const QByteArray harmless = withoutHarmfulValues(readAll(path));
+    const std::optional<QByteArray> current = readAll(path);
+    if (!current)
+        return false;
+    const QByteArray harmless = withoutHarmfulValues(*current);
     QSaveFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(harmless) == harmless.size() && file.commit();
 }

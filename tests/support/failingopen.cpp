@@ -14,16 +14,18 @@ namespace {
 
 // No object with a constructor: files may be opened before any constructor of this unit has run.
 char watchedPath[4096];
+std::atomic<int> successesLeft{0};
 std::atomic<int> failuresLeft{0};
 std::atomic<int> attemptCount{0};
 
 using OpenFunction = int (*)(const char *, int, ...);
 
-void watch(const char *path, int count)
+void watch(const char *path, int successes, int failures)
 {
     std::strncpy(watchedPath, path, sizeof watchedPath - 1);
     attemptCount = 0;
-    failuresLeft = count;
+    successesLeft = successes;
+    failuresLeft = failures;
 }
 
 bool fails(const char *path)
@@ -31,7 +33,7 @@ bool fails(const char *path)
     if (watchedPath[0] == '\0' || std::strcmp(path, watchedPath) != 0)
         return false;
     ++attemptCount;
-    return failuresLeft.fetch_sub(1) > 0;
+    return successesLeft.fetch_sub(1) <= 0 && failuresLeft.fetch_sub(1) > 0;
 }
 
 int forward(const char *name, const char *path, int flags, mode_t mode)
@@ -52,7 +54,7 @@ mode_t modeArgument(int flags, va_list arguments)
 __attribute__((constructor)) void watchFromEnvironment()
 {
     if (const char *path = std::getenv("KX_FAILING_OPEN"))
-        watch(path, 1);
+        watch(path, 0, 1);
 }
 
 } // namespace
@@ -79,7 +81,12 @@ namespace failingopen {
 
 void failNext(const QString &path, int count)
 {
-    watch(QFile::encodeName(path).constData(), count);
+    failAfter(path, 0, count);
+}
+
+void failAfter(const QString &path, int successes, int count)
+{
+    watch(QFile::encodeName(path).constData(), successes, count);
 }
 
 int attempts()

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// Opens of one path that fail at first, for what happens only when a second attempt succeeds where the first did not.
+/// Opens of one path that fail, for what happens only when of two attempts one succeeds.
 ///
 /// A program that links this has its own open(), which takes the place of the C library's for Qt as well. Preloaded
 /// into another program, it fails the first open of the path that the environment variable KX_FAILING_OPEN names.
@@ -11,6 +11,8 @@ namespace failingopen {
 
 /// The next `count` attempts to open `path` fail with EACCES.
 void failNext(const QString &path, int count);
+/// Likewise, but only after `successes` attempts that go through.
+void failAfter(const QString &path, int successes, int count);
 /// Attempts to open that path since then.
 int attempts();
 
