@@ -109,7 +109,7 @@ public:
             skipText();
             return true;
         case QMetaType::QDateTime:
-            return isHarmlessDateTime(sizeof(quint32) + sizeof(quint32));
+            return isHarmlessQt40DateTime();
         case QMetaType::QStringList:
             return isHarmlessList([this] {
                 skipText();
@@ -133,7 +133,7 @@ public:
         constexpr quint32 kNullFlagBytes = 1;
         const quint32 type = number();
         skip(kNullFlagBytes);
-        return over || (type == QMetaType::QDateTime && isHarmlessDateTime(sizeof(qint64) + sizeof(quint32)));
+        return over || (type == QMetaType::QDateTime && isHarmlessDateTime());
     }
 
 private:
@@ -162,11 +162,21 @@ private:
         return true;
     }
 
+    // Without zones: Qt 4 counted local time (unknown, standard, daylight-saving), UTC, offset from UTC.
+    bool isHarmlessQt40DateTime()
+    {
+        constexpr uchar kUnknownLocal = 0xff;
+        constexpr uchar kLast = 3;
+        skip(sizeof(quint32) + sizeof(quint32));
+        const uchar kind = byte();
+        return over || kind == kUnknownLocal || kind <= kLast;
+    }
+
     // Settings objects write everything again when they forget a group, and Qt cannot write the time zone that it makes
     // of a damaged one, nor what it takes for a time with a zone.
-    bool isHarmlessDateTime(quint32 dateAndTimeBytes)
+    bool isHarmlessDateTime()
     {
-        skip(dateAndTimeBytes);
+        skip(sizeof(qint64) + sizeof(quint32));
         const uchar kind = byte();
         return over || kind == Qt::LocalTime || kind == Qt::UTC || kind == Qt::OffsetFromUTC;
     }

@@ -58,6 +58,10 @@ private slots:
                 many.insert(QString::number(i), QString(i, QChar(0xe4)));
             return QVariant(many);
         }();
+        QTest::newRow("times in a map") << QVariant(
+            QVariantMap{{QStringLiteral("local"), QDateTime::currentDateTime()},
+                        {QStringLiteral("UTC"), QDateTime::currentDateTimeUtc()},
+                        {QStringLiteral("offset"), QDateTime(QDate(2024, 2, 29), QTime(), Qt::OffsetFromUTC, 60)}});
         QTest::newRow("hash") << QVariant(QVariantHash{{QStringLiteral("a"), 1.5}});
         QTest::newRow("list") << QVariant(QVariantList{QStringList{QStringLiteral("a"), QString()}, true, 1.5f, 'c',
                                                        QByteArray("\0x", 2), qint64(1), quint64(2), QChar(0x20ac)});
@@ -114,6 +118,8 @@ private slots:
         QTest::newRow("quoted in the middle") << "%@\"Variant(" + huge + "\"";
         QTest::newRow("in a list") << "one, two,%" + hugeList();
         QTest::newRow("at sign in hex") << "%\\x40Variant(" + huge;
+        QTest::newRow("capital hex") << "%@V\\x61ria\\x6Et(" + huge;
+        QTest::newRow("small hex") << "%@Varia\\x6et(" + huge;
         QTest::newRow("at sign in octal") << "%\\100Variant(" + huge;
         QTest::newRow("in two lines") << "\\\n%@Vari\\\r\nant(" + huge;
         QTest::newRow("raw bytes") << "%" + QByteArray("@Variant(\0\0\0\t\x7f", 14) + "\xc3\xbf\xc3\xbf\xc3\xbf)";
