@@ -5,10 +5,12 @@
 #include "uploadini.h"
 #include "uploadscene.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QTest>
+#include <QTimer>
 
 Q_DECLARE_METATYPE(Reply)
 
@@ -34,8 +36,10 @@ private slots:
     void forgetsAndDeletesByTheAnswer();
     void quitsAtTheFirstTransportError();
     void skipsMissingFiles();
+    void givesTheEventLoopItsTurnWhileItSkips();
     void goesStraightToTheOwnLogWithoutGroups();
     void deletesTheFileOfAFinishedGroup();
+    void keepsAFinishedGroupWhenTheListCannotBeRewritten();
     void logsOnlyTheAnswers();
     void noRunEntersThePass();
 };
@@ -203,6 +207,23 @@ void TestRequestFiles::skipsMissingFiles()
     QCOMPARE(uploadini::groups(), QStringList{text("log1")});
 }
 
+void TestRequestFiles::givesTheEventLoopItsTurnWhileItSkips()
+{
+    UploadScene scene;
+    QVERIFY(scene.isValid());
+    for (int i = 0; i < 3000; ++i)
+        scene.uploader.httpGroups += text("http_missing");
+    int left = -1;
+    const RunEnd end = runApplication([&] {
+        QTimer::singleShot(0, [&] { left = scene.uploader.httpGroups.size(); });
+        scene.uploader.uploadHttpList();
+    });
+    QCOMPARE(end, RunEnd::Quit);
+    QVERIFY2(left > 0, "all groups were skipped before anything else had a turn");
+    QVERIFY(scene.uploader.httpGroups.isEmpty());
+    QCOMPARE(scene.sentFileNames(), QStringList{scene.ownLogName()});
+}
+
 void TestRequestFiles::goesStraightToTheOwnLogWithoutGroups()
 {
     UploadScene scene;
@@ -225,6 +246,24 @@ void TestRequestFiles::deletesTheFileOfAFinishedGroup()
     QVERIFY(!QFileInfo::exists(path));
     QVERIFY(QFileInfo::exists(scene.path(text("b.json"))));
     QCOMPARE(uploadini::groups(), QStringList{text("http_2")});
+}
+
+void TestRequestFiles::keepsAFinishedGroupWhenTheListCannotBeRewritten()
+{
+    UploadScene scene;
+    QVERIFY(scene.isValid());
+    const QString path = scene.addFile(text("a.json"), "content");
+    scene.addGroup(text("http_1"), path);
+    // Where the uploader tries whether there is space for a new list, it can write nothing.
+    const QString trial = uploadini::path() + text(".space");
+    QVERIFY(QDir().mkdir(trial));
+    scene.uploader.initIni();
+    scene.uploader.finishedOneHttpFile(text("http_1"));
+    QVERIFY(QDir().rmdir(trial));
+    QVERIFY(!QFileInfo::exists(path));
+    QCOMPARE(uploadini::groups(), QStringList{text("http_1")});
+    QVERIFY(
+        scene.lines().contains(text("finishedOneHttpFile: cannot rewrite \"") + uploadini::path() + QLatin1Char('"')));
 }
 
 void TestRequestFiles::logsOnlyTheAnswers()
