@@ -1,4 +1,5 @@
 #include "arrivals.h"
+#include "multipartform.h"
 #include "toolsetup.h"
 
 #include <QFile>
@@ -52,6 +53,7 @@ private slots:
         row("413 in the middle of the body", earlyRefusal(), Outcome::KeptUnsent);
         row("500", Reply::http(500, "{\"Code\":0}"), Outcome::KeptThoughSent);
         row("503", Reply::http(503, "{\"Code\":0}"), Outcome::KeptThoughSent);
+        row("503 without JSON", Reply::http(503, "<html>later</html>"), Outcome::KeptThoughSent);
     }
     void concernOneFileOnly()
     {
@@ -67,6 +69,7 @@ private slots:
 
         const ToolResult result = sandbox.runTool({});
         QVERIFY2(result.isSuccess(), result.describe().left(10000));
+        qInfo("took %lld ms", result.elapsedMs);
         QVERIFY2(result.elapsedMs < kUsualMs, result.describe().left(10000));
         QStringList arrived{QStringLiteral("a.log"), QStringLiteral("c.log"), QStringLiteral("own log")};
         if (outcome != Outcome::KeptUnsent)
@@ -77,6 +80,21 @@ private slots:
             groups.removeFirst();
         QCOMPARE(sandbox.groups(), groups);
         QCOMPARE(QFile::exists(sdkLog), outcome != Outcome::Forgotten);
+    }
+
+    void bringAnAnswerOfAnySizeIntoTheOwnLog()
+    {
+        const QByteArray text(10 * kMiB, 'y');
+        const ScriptedServer server(servicePort(), {Reply::json("{\"Code\":0,\"Text\":\"" + text + "\"}")});
+        QVERIFY(server.isListening());
+        const Sandbox sandbox;
+        QVERIFY(addUser(sandbox));
+        QVERIFY(!addLog(sandbox, QStringLiteral("a"), "text").isEmpty());
+        const ToolResult result = sandbox.runTool({});
+        QVERIFY2(result.isSuccess(), result.describe().left(10000));
+        QVERIFY(sandbox.ownLogText().contains(text));
+        QCOMPARE(arrivedNames(server), (QStringList{QStringLiteral("a.log"), QStringLiteral("own log")}));
+        QVERIFY(parseForm(server.requests().last()).body("file").contains(text));
     }
 
 private:

@@ -23,6 +23,7 @@ private slots:
 
         const ToolResult result = sandbox.runTool({}, 60000, options);
         QVERIFY2(result.isSuccess(), result.describe());
+        qInfo("took %lld ms", result.elapsedMs);
         QVERIFY2(result.elapsedMs < 30000, result.describe());
         QCOMPARE(result.standardError.count("QNetworkReply::HostNotFoundError"), 2);
         QCOMPARE(sandbox.iniBytes(), ini);
