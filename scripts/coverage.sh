@@ -38,5 +38,6 @@ fi
 "$repo/scripts/test.sh" --preset coverage -- -E '^install$'
 
 cd -- "$repo"
-gcovr --root . --filter KxLogReport/ --exclude-throw-branches --html-details "$build/index.html" \
-    --fail-under-line "$at_least" "$build"
+# The variant of the tool for Valgrind is optimised, and its lines are not where those of the others are.
+gcovr --root . --filter KxLogReport/ --exclude-directories '.*KxLogReport_memcheck.*' --print-summary \
+    --html-details "$build/index.html" --fail-under-line "$at_least" "$build"
