@@ -3,6 +3,7 @@
 #include "answer.h"
 #include "attachment.h"
 #include "endpoints.h"
+#include "foreignpages.h"
 #include "pagestyle.h"
 #include "storedfile.h"
 #include "uploadpage.h"
@@ -94,7 +95,7 @@ void answerFile(const httplib::Request &request, httplib::Response &response, co
         });
 }
 
-/// Calls \a answer; what it throws becomes the answer.
+/// Calls \a answer if the request is meant for this machine; what is thrown becomes the answer.
 template<typename Answer>
 void answerOrRefuse(const httplib::Request &request, httplib::Response &response, RequestLog &log, Answer answer)
 {
@@ -103,6 +104,7 @@ void answerOrRefuse(const httplib::Request &request, httplib::Response &response
         setRefusal(response, refusal);
     };
     try {
+        refuseForeignHost(request);
         answer();
     } catch (const Refusal &refusal) {
         refuse(refusal);
@@ -118,7 +120,9 @@ void addPageRoutes(httplib::Server &server, const RouteContext &context)
     server.Get("/", [context](const httplib::Request &request, httplib::Response &response) {
         answerOrRefuse(request, response, context.log, [&] { answerPage(request, response, context); });
     });
-    server.Get("/style\\.css", answerStyle);
+    server.Get("/style\\.css", [context](const httplib::Request &request, httplib::Response &response) {
+        answerOrRefuse(request, response, context.log, [&] { answerStyle(request, response); });
+    });
 
     // An id is letters, digits and dashes; whatever else is there is none.
     server.Get("/uploads/([0-9a-z-]+)/(file|fields)", [context](const httplib::Request &request,
