@@ -44,6 +44,8 @@ void answerPage(const httplib::Request &request, httplib::Response &response, co
     if (std::count(page.kinds.begin(), page.kinds.end(), kind) > 0)
         page.query.kind = kind;
     page.query.text = request.get_param_value("text");
+    if (page.query.text.size() > kMaxQueryTextBytes)
+        throw Refusal(400, "the text to look for is longer than " + std::to_string(kMaxQueryTextBytes) + " bytes");
     page.query.before = parseUploadId(request.get_param_value("before"));
     if (page.stores)
         page.listing = listUploads(context.folder, page.query);

@@ -20,6 +20,7 @@ struct StoredUpload
     std::optional<std::string> fileName;              ///< likewise; absent also for JSON bodies
     std::optional<std::uint64_t> size;                ///< bytes that the file has now; absent: there is none
     nlohmann::json fields = nlohmann::json::object(); ///< always an object
+    std::uint64_t bytesRead = 0;                      ///< of the record, to know all this
 };
 
 /// Reads the upload \a id below \a folder. What is missing, of another type or too large stays empty.

@@ -29,6 +29,7 @@ private slots:
     void filters();
     void ignoresFiltersThatMakeNoSense_data();
     void ignoresFiltersThatMakeNoSense();
+    void refusesALongText();
     void givesThePageNothingToRun();
     void servesFilesAsText();
     void servesEmptyFiles();
@@ -117,6 +118,17 @@ void TestLogServicePage::ignoresFiltersThatMakeNoSense()
     QCOMPARE(page.status, 200);
     QVERIFY(page.body.contains("first.log"));
     QVERIFY(!page.body.contains("<script"));
+}
+
+void TestLogServicePage::refusesALongText()
+{
+    QCOMPARE(get("/?text=" + QByteArray(200, 'x')).status, 200);
+    QCOMPARE(get("/?text=" + QByteArray("%C3%AB").repeated(100)).status, 200);
+    for (const QByteArray &text : {QByteArray(201, 'x'), QByteArray("%C3%AB").repeated(101)}) {
+        const RawAnswer answer = get("/?text=" + text);
+        QCOMPARE(answer.status, 400);
+        QCOMPARE(answer.body, QByteArray("the text to look for is longer than 200 bytes\n"));
+    }
 }
 
 void TestLogServicePage::givesThePageNothingToRun()
