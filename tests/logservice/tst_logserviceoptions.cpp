@@ -5,6 +5,8 @@
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
+#include <sys/stat.h>
+
 using namespace wireform;
 
 namespace {
@@ -35,6 +37,7 @@ private slots:
     void listensOnTheGivenPorts();
     void leavesTheReportPortAlone();
     void makesItsFolder();
+    void keepsUploadsFromOtherUsers();
     void refusesAnUnusableFolder();
     void refusesAFolderInUse();
     void refusesATakenPort_data();
@@ -145,6 +148,33 @@ void TestLogServiceOptions::makesItsFolder()
     QVERIFY(service.start(LogServiceProcess::onFreePorts(inner)));
     QCOMPARE(ServiceClient::ask(service.port(), logRequest()).status, 200);
     QVERIFY(QFile::exists(inner + QStringLiteral("/000001-logfile/file.bin")));
+}
+
+void TestLogServiceOptions::keepsUploadsFromOtherUsers()
+{
+    QTemporaryDir folder;
+    const QString inner = folder.filePath(QStringLiteral("uploads"));
+    LogServiceProcess service;
+    // The service inherits what is usual.
+    const auto before = ::umask(0022);
+    const bool isStarted = service.start(LogServiceProcess::onFreePorts(inner));
+    ::umask(before);
+    QVERIFY(isStarted);
+    QCOMPARE(ServiceClient::ask(service.port(), logRequest()).status, 200);
+    int files = 0;
+    QStringList paths = {inner};
+    QDirIterator found(inner, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (found.hasNext())
+        paths << found.next();
+    for (const QString &path : paths) {
+        struct stat status = {};
+        QCOMPARE(::stat(QFile::encodeName(path).constData(), &status), 0);
+        const bool isFile = S_ISREG(status.st_mode);
+        files += isFile ? 1 : 0;
+        QVERIFY2((status.st_mode & 0777U) == (isFile ? 0600U : 0700U), qPrintable(path));
+    }
+    QCOMPARE(files, 5); // four of the upload, and the lock
+    QCOMPARE(paths.size(), 2 + files);
 }
 
 void TestLogServiceOptions::refusesAnUnusableFolder()
