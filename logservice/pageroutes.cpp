@@ -7,6 +7,7 @@
 #include "pagestyle.h"
 #include "storedfile.h"
 #include "uploadpage.h"
+#include "uploadrecord.h"
 
 #include <algorithm>
 #include <array>

@@ -3,6 +3,7 @@
 #include "endpoints.h"
 #include "jsonobject.h"
 #include "storedfile.h"
+#include "uploadrecord.h"
 
 #include <algorithm>
 

@@ -9,9 +9,6 @@
 #include <optional>
 #include <string>
 
-/// Name of the file that holds the record of an upload (uploadJson()).
-constexpr char kUploadRecordName[] = "upload.json";
-
 /// What a folder holds about one upload. Nothing in it is to be trusted: anybody may have put it there.
 struct StoredUpload
 {

@@ -9,6 +9,8 @@ class TestUploadId : public QObject
 private slots:
     void readsIds_data();
     void readsIds();
+    void makesOnlyWhatItReads_data();
+    void makesOnlyWhatItReads();
 };
 
 void TestUploadId::readsIds_data()
@@ -41,6 +43,31 @@ void TestUploadId::readsIds()
     QTEST(id.has_value(), "isId");
     if (id)
         QCOMPARE(QByteArray::fromStdString(id->text), text);
+}
+
+void TestUploadId::makesOnlyWhatItReads_data()
+{
+    QTest::addColumn<qulonglong>("number");
+    QTest::addColumn<QByteArray>("kind");
+    QTest::addColumn<QByteArray>("text");
+    QTest::newRow("first") << 1ULL << QByteArray("logfile") << QByteArray("000001-logfile");
+    QTest::newRow("long") << 1234567ULL << QByteArray("crash") << QByteArray("1234567-crash");
+    QTest::newRow("last") << 999999999999999999ULL << QByteArray("crash") << QByteArray("999999999999999999-crash");
+    QTest::newRow("behind the last") << 1000000000000000000ULL << QByteArray("crash") << QByteArray("none");
+    QTest::newRow("no kind") << 1ULL << QByteArray() << QByteArray("none");
+    QTest::newRow("kind of a path") << 1ULL << QByteArray("a/b") << QByteArray("none");
+}
+
+void TestUploadId::makesOnlyWhatItReads()
+{
+    QFETCH(qulonglong, number);
+    QFETCH(QByteArray, kind);
+    const auto id = makeUploadId(number, kind.toStdString());
+    QTEST(id ? QByteArray::fromStdString(id->text) : QByteArray("none"), "text");
+    if (id) {
+        QCOMPARE(qulonglong(id->number), number);
+        QCOMPARE(id->kind, kind.toStdString());
+    }
 }
 
 QTEST_GUILESS_MAIN(TestUploadId)
