@@ -8,12 +8,24 @@ namespace {
 constexpr std::size_t kMaxNameBytes = 200;
 constexpr char kNoName[] = "upload";
 
+/// U+200E, U+200F, U+202A to U+202E and U+2066 to U+2069, in UTF-8.
+bool changesDirection(std::string_view character)
+{
+    const auto isFrom = [character](std::string_view first, std::string_view last) {
+        return character >= first && character <= last;
+    };
+    return isFrom("\xe2\x80\x8e", "\xe2\x80\x8f") || isFrom("\xe2\x80\xaa", "\xe2\x80\xae") ||
+           isFrom("\xe2\x81\xa6", "\xe2\x81\xa9");
+}
+
 /// \a character is one character of UTF-8.
 bool isHarmless(std::string_view character)
 {
     constexpr std::string_view kWithMeaning = "/\\\"<>:|?*";
     if (character.size() == 2)
         return character[0] != '\xc2' || static_cast<unsigned char>(character[1]) >= 0xa0U;
+    if (changesDirection(character))
+        return false;
     const char c = character.front();
     return character.size() > 1 ||
            (static_cast<unsigned char>(c) >= 0x20U && c != '\x7f' && kWithMeaning.find(c) == std::string_view::npos);

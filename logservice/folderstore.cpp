@@ -1,10 +1,9 @@
 #include "folderstore.h"
 
 #include "timestamp.h"
+#include "uploadid.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdio>
 #include <fstream>
 #include <vector>
 
@@ -18,26 +17,7 @@ namespace {
 
 constexpr char kIncomingPrefix[] = ".incoming-";
 constexpr char kLockName[] = ".lock";
-constexpr std::size_t kMaxNumberDigits = 18; // far from the end of 64 bits: counting on never wraps
 constexpr std::size_t kFileBufferBytes = std::size_t{128} * 1024;
-
-/// The number that a stored upload's folder name begins with; 0 for other names.
-std::uint64_t storedNumber(const std::string &name)
-{
-    const auto dash = name.find('-');
-    if (dash == std::string::npos || dash > kMaxNumberDigits)
-        return 0;
-    std::uint64_t number = 0;
-    const auto [rest, error] = std::from_chars(name.data(), name.data() + dash, number);
-    return error == std::errc() && rest == name.data() + dash ? number : 0;
-}
-
-std::string storedName(std::uint64_t number, const std::string &kind)
-{
-    char digits[24];
-    std::snprintf(digits, sizeof digits, "%06llu", static_cast<unsigned long long>(number));
-    return digits + ("-" + kind);
-}
 
 } // namespace
 
@@ -84,20 +64,23 @@ public:
 
     std::string finish(const UploadRecord &record) override
     {
-        beginFile("upload.json");
+        beginFile(kUploadRecordName);
         write(uploadJson(record, utcTime()));
         endFile();
 
         const std::lock_guard<std::mutex> guard(store_.mutex_);
         if (store_.isClosed_)
             throw StoreError("the service is ending");
+        const auto id = makeUploadId(store_.lastNumber_ + 1, record.kind);
+        if (!id)
+            throw StoreError("cannot store the upload: the numbers below " + store_.folder_.string() + " are used up");
+        ++store_.lastNumber_;
         std::error_code error;
-        auto name = storedName(++store_.lastNumber_, record.kind);
-        fs::rename(folder_, store_.folder_ / name, error);
+        fs::rename(folder_, store_.folder_ / id->text, error);
         if (error)
             throw StoreError("cannot store the upload: " + error.message());
         isFinished_ = true;
-        return name;
+        return id->text;
     }
 
 private:
@@ -173,8 +156,10 @@ void FolderStore::lock()
 void FolderStore::scan()
 {
     removeIncoming();
-    for (const auto &entry : fs::directory_iterator(folder_))
-        lastNumber_ = std::max(lastNumber_, storedNumber(entry.path().filename().string()));
+    for (const auto &entry : fs::directory_iterator(folder_)) {
+        if (const auto id = parseUploadId(entry.path().filename().string()))
+            lastNumber_ = std::max(lastNumber_, id->number);
+    }
 }
 
 void FolderStore::removeIncoming() noexcept

@@ -9,7 +9,8 @@
 /// Stores uploads below one folder: 000001-logfile, 000002-crash and so on, each with its files and upload.json.
 ///
 /// An upload is gathered in a folder .incoming-N and renamed when it is complete. The numbers go on behind the highest
-/// one that the folder holds. One process at a time may use a folder.
+/// one that the folder holds, as far as parseUploadId() reads them; then finish() throws. One process at a time may use
+/// a folder.
 class FolderStore : public UploadStore
 {
 public:

@@ -54,6 +54,10 @@ std::string htmlText(std::string_view text, std::size_t maxBytes)
         const auto character = text.substr(taken, length == 0 ? 1 : length);
         if (taken + character.size() > maxBytes)
             return html + kEllipsis;
+        if (text.substr(taken, 2) == "\r\n") {
+            ++taken;
+            continue;
+        }
         if (length == 0 || isControl(character))
             html += kReplacement;
         else if (length == 1)

@@ -1,5 +1,6 @@
 #include "intake.h"
 
+#include "foreignpages.h"
 #include "formbody.h"
 #include "jsonbody.h"
 
@@ -63,7 +64,10 @@ Intake takeIn(const Endpoint &endpoint, const httplib::Request &request, const s
         return intake;
 
     std::unique_ptr<RequestBody> body;
-    intake.refusal = refusalOf([&] { body = makeBody(endpoint, contentType, store, intake.record); });
+    intake.refusal = refusalOf([&] {
+        refusePagePost(request);
+        body = makeBody(endpoint, contentType, store, intake.record);
+    });
 
     std::uint64_t received = 0;
     const bool isWhole = read([&](const char *bytes, std::size_t count) {

@@ -70,14 +70,14 @@ It listens on 127.0.0.1 only and runs until it is interrupted (Ctrl+C).
   --discard        read and check everything, store nothing
   --help           print this text
 
-Example: take uploads on port 9000, keep them in /tmp/uploads and turn each of them down with code 3
-  kxlogservice --port 9000 --no-report --dir /tmp/uploads --code 3
+Example: take uploads on port 9000, keep them in build/uploads and turn each of them down with code 3
+  kxlogservice --port 9000 --no-report --dir build/uploads --code 3
 Then, from another terminal:
   curl -F room=nickname-ann. -F namespace=demo -F file=@client.log http://127.0.0.1:9000/logsys/client/v1/logfile/upload
 and look at http://127.0.0.1:9000/ in a browser.
 
-A stored upload is a folder such as /tmp/uploads/000001-logfile with one file per form field (room.txt,
-namespace.txt), the uploaded bytes (file.bin) and a summary (upload.json).
+A stored upload is a folder such as build/uploads/000001-logfile with one file per form field (room.txt,
+namespace.txt), the uploaded bytes (file.bin) and a summary (upload.json). Nobody but you may read it.
 
 Exit status: 0 after an interrupt, 1 when a port or the folder cannot be used, 2 for wrong arguments.
 )";

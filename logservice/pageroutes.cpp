@@ -3,9 +3,11 @@
 #include "answer.h"
 #include "attachment.h"
 #include "endpoints.h"
+#include "foreignpages.h"
 #include "pagestyle.h"
 #include "storedfile.h"
 #include "uploadpage.h"
+#include "uploadrecord.h"
 
 #include <algorithm>
 #include <array>
@@ -43,6 +45,8 @@ void answerPage(const httplib::Request &request, httplib::Response &response, co
     if (std::count(page.kinds.begin(), page.kinds.end(), kind) > 0)
         page.query.kind = kind;
     page.query.text = request.get_param_value("text");
+    if (page.query.text.size() > kMaxQueryTextBytes)
+        throw Refusal(400, "the text to look for is longer than " + std::to_string(kMaxQueryTextBytes) + " bytes");
     page.query.before = parseUploadId(request.get_param_value("before"));
     if (page.stores)
         page.listing = listUploads(context.folder, page.query);
@@ -94,7 +98,7 @@ void answerFile(const httplib::Request &request, httplib::Response &response, co
         });
 }
 
-/// Calls \a answer; what it throws becomes the answer.
+/// Calls \a answer if the request is meant for this machine; what is thrown becomes the answer.
 template<typename Answer>
 void answerOrRefuse(const httplib::Request &request, httplib::Response &response, RequestLog &log, Answer answer)
 {
@@ -103,6 +107,7 @@ void answerOrRefuse(const httplib::Request &request, httplib::Response &response
         setRefusal(response, refusal);
     };
     try {
+        refuseForeignHost(request);
         answer();
     } catch (const Refusal &refusal) {
         refuse(refusal);
@@ -118,7 +123,9 @@ void addPageRoutes(httplib::Server &server, const RouteContext &context)
     server.Get("/", [context](const httplib::Request &request, httplib::Response &response) {
         answerOrRefuse(request, response, context.log, [&] { answerPage(request, response, context); });
     });
-    server.Get("/style\\.css", answerStyle);
+    server.Get("/style\\.css", [context](const httplib::Request &request, httplib::Response &response) {
+        answerOrRefuse(request, response, context.log, [&] { answerStyle(request, response); });
+    });
 
     // An id is letters, digits and dashes; whatever else is there is none.
     server.Get("/uploads/([0-9a-z-]+)/(file|fields)", [context](const httplib::Request &request,

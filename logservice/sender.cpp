@@ -56,14 +56,13 @@ Description reportSender(const Json &fields)
 
 } // namespace
 
-Sender senderOf(const StoredUpload &upload)
+Sender senderOf(const std::string &kind, const nlohmann::json &fields)
 {
-    const auto &fields = upload.fields;
-    if (upload.id.kind == "crash")
+    if (kind == "crash")
         return {crashSender(fields), {}};
-    if (upload.id.kind == "error")
+    if (kind == "error")
         return {errorSender(fields), {}};
-    if (upload.id.kind == "report")
+    if (kind == "report")
         return {reportSender(fields), {}};
 
     const auto room = text(fields, "room");

@@ -10,5 +10,5 @@ struct Sender
     std::string unsplit; ///< the text of "room" when it cannot be split, and nothing else is known then
 };
 
-/// Finds the sender in the fields of any kind of upload.
-Sender senderOf(const StoredUpload &upload);
+/// Finds the sender in the \a fields of an upload of any \a kind.
+Sender senderOf(const std::string &kind, const nlohmann::json &fields);

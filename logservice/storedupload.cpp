@@ -3,6 +3,7 @@
 #include "endpoints.h"
 #include "jsonobject.h"
 #include "storedfile.h"
+#include "uploadrecord.h"
 
 #include <algorithm>
 
@@ -21,10 +22,16 @@ char smallLetter(char c)
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
+std::string inSmallLetters(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(), smallLetter);
+    return text;
+}
+
+/// \a part is in small letters.
 bool contains(const std::string &text, const std::string &part)
 {
-    const auto isSame = [](char a, char b) { return smallLetter(a) == smallLetter(b); };
-    return std::search(text.begin(), text.end(), part.begin(), part.end(), isSame) != text.end();
+    return inSmallLetters(text).find(part) != std::string::npos;
 }
 
 bool anyValueContains(const nlohmann::json &value, const std::string &part)
@@ -45,7 +52,11 @@ StoredUpload readStoredUpload(const std::filesystem::path &folder, const UploadI
         upload.size = content->size();
 
     const auto file = StoredFile::open(folder, id, kUploadRecordName);
-    auto record = file ? parseObject(contentOf(*file, kMaxRecordBytes), kMaxRecordDepth) : std::nullopt;
+    if (!file)
+        return upload;
+    const auto text = contentOf(*file, kMaxRecordBytes);
+    upload.bytesRead = text.size();
+    auto record = parseObject(text, kMaxRecordDepth);
     if (!record)
         return upload;
     if (auto &time = (*record)["time"]; time.is_string())
@@ -68,6 +79,8 @@ std::string contentName(const std::string &kind)
 
 bool holdsText(const StoredUpload &upload, const std::string &text)
 {
-    return text.empty() || (upload.fileName && contains(*upload.fileName, text)) ||
-           anyValueContains(upload.fields, text);
+    if (text.empty())
+        return true;
+    const auto part = inSmallLetters(text);
+    return (upload.fileName && contains(*upload.fileName, part)) || anyValueContains(upload.fields, part);
 }

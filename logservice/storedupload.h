@@ -9,9 +9,6 @@
 #include <optional>
 #include <string>
 
-/// Name of the file that holds the record of an upload (uploadJson()).
-constexpr char kUploadRecordName[] = "upload.json";
-
 /// What a folder holds about one upload. Nothing in it is to be trusted: anybody may have put it there.
 struct StoredUpload
 {
@@ -20,6 +17,7 @@ struct StoredUpload
     std::optional<std::string> fileName;              ///< likewise; absent also for JSON bodies
     std::optional<std::uint64_t> size;                ///< bytes that the file has now; absent: there is none
     nlohmann::json fields = nlohmann::json::object(); ///< always an object
+    std::uint64_t bytesRead = 0;                      ///< of the record, to know all this
 };
 
 /// Reads the upload \a id below \a folder. What is missing, of another type or too large stays empty.

@@ -6,7 +6,8 @@
 
 namespace {
 
-constexpr std::size_t kMaxNumberDigits = 18; // fit into 64 bits
+constexpr std::size_t kMinNumberDigits = 6;  // of names that are made here, so that they sort well
+constexpr std::size_t kMaxNumberDigits = 18; // far from the end of 64 bits: counting on never wraps
 constexpr std::size_t kMaxKindBytes = 32;
 
 bool isDigit(char c)
@@ -35,6 +36,14 @@ std::optional<UploadId> parseUploadId(std::string_view text)
     id.kind = kind;
     id.text = text;
     return id;
+}
+
+std::optional<UploadId> makeUploadId(std::uint64_t number, const std::string &kind)
+{
+    auto digits = std::to_string(number);
+    if (digits.size() < kMinNumberDigits)
+        digits.insert(0, kMinNumberDigits - digits.size(), '0');
+    return parseUploadId(digits + "-" + kind);
 }
 
 bool isOlder(const UploadId &a, const UploadId &b)

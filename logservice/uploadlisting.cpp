@@ -18,6 +18,12 @@ std::vector<UploadId> storedIds(const fs::path &folder)
     return ids;
 }
 
+ListedUpload listed(StoredUpload upload)
+{
+    auto sender = senderOf(upload.id.kind, upload.fields);
+    return {std::move(upload.id), std::move(upload.time), std::move(upload.fileName), upload.size, std::move(sender)};
+}
+
 } // namespace
 
 UploadListing listUploads(const fs::path &folder, const ListingQuery &query, const ListingLimits &limits)
@@ -32,14 +38,16 @@ UploadListing listUploads(const fs::path &folder, const ListingQuery &query, con
     ids.erase(std::remove_if(ids.begin(), ids.end(), isUnwanted), ids.end());
     std::sort(ids.begin(), ids.end(), [](const UploadId &a, const UploadId &b) { return isOlder(b, a); });
 
+    std::uint64_t bytes = 0;
     for (std::size_t i = 0; i < ids.size(); ++i) {
-        if (listing.uploads.size() == limits.maxRows || i == limits.maxLookedAt) {
+        if (listing.uploads.size() == limits.maxRows || i == limits.maxLookedAt || bytes >= limits.maxBytes) {
             listing.older = ids[i - 1];
             break;
         }
         auto upload = readStoredUpload(folder, ids[i]);
+        bytes += upload.bytesRead;
         if (holdsText(upload, query.text))
-            listing.uploads.push_back(std::move(upload));
+            listing.uploads.push_back(listed(std::move(upload)));
     }
     return listing;
 }

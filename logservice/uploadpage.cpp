@@ -68,7 +68,7 @@ std::string emptyText(const UploadPage &page)
     return "<p class=\"empty\">No upload matches.</p>\n";
 }
 
-std::string table(const std::vector<StoredUpload> &uploads)
+std::string table(const std::vector<ListedUpload> &uploads)
 {
     std::string html = "<table>\n<thead><tr><th scope=\"col\">No.</th><th scope=\"col\">Time</th>"
                        "<th scope=\"col\">Kind</th><th scope=\"col\">User</th><th scope=\"col\">Rooms</th>"

@@ -17,6 +17,9 @@ struct UploadRecord
     nlohmann::json fields = nlohmann::json::object(); ///< text parts as strings, JSON parts and bodies as they are
 };
 
+/// Name of the file that holds uploadJson() beside what was sent.
+constexpr char kUploadRecordName[] = "upload.json";
+
 /// Returns the JSON text that is stored as upload.json: "time" (UTC, ISO 8601), "kind", "path", "fileName" (string or
 /// null), "size" and "fields". Bytes that are not UTF-8 become U+FFFD.
 std::string uploadJson(const UploadRecord &record, const std::string &time);

@@ -1,7 +1,6 @@
 #include "uploadrow.h"
 
 #include "htmltext.h"
-#include "sender.h"
 #include "timestamp.h"
 
 #include <algorithm>
@@ -67,7 +66,7 @@ std::string link(const std::string &target, const std::string &id, const char *t
            text + "</a>";
 }
 
-std::string fileHtml(const StoredUpload &upload)
+std::string fileHtml(const ListedUpload &upload)
 {
     const auto folder = "/uploads/" + upload.id.text;
     std::string html;
@@ -87,9 +86,9 @@ std::string sizeHtml(const std::optional<std::uint64_t> &size)
 
 } // namespace
 
-std::string uploadRow(const StoredUpload &upload)
+std::string uploadRow(const ListedUpload &upload)
 {
-    const auto sender = senderOf(upload);
+    const auto &sender = upload.sender;
     return "<tr id=\"" + htmlText(upload.id.text) + "\">\n<th scope=\"row\">" + std::to_string(upload.id.number) +
            "</th>\n" + cell("Time", timeHtml(upload.time)) + cell("Kind", htmlText(upload.id.kind)) +
            cell("User", userHtml(sender)) + cell("Rooms", roomsHtml(sender.description.rooms)) +

@@ -19,7 +19,8 @@ QByteArray browser::documentOf(const QString &url)
     constexpr int kPatienceMs = 60000;
     const QTemporaryDir profile;
     QStringList arguments;
-    // The sandbox wants rights that containers do not give; the rest keeps it from the network and from helpers.
+    // The sandbox wants rights that containers do not give; the rest keeps it from the network and from needless
+    // processes.
     for (const char *option :
          {"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--disable-dev-shm-usage", "--no-first-run",
           "--disable-background-networking", "--disable-component-update", "--disable-sync", "--dump-dom"})

@@ -6,8 +6,8 @@
 
 RawAnswer ServiceTest::upload(const QByteArray &fileName, const QByteArray &body)
 {
-    return RawClient::ask(service_->port(), wireform::post(wireform::logFilePath(), wireform::formType(),
-                                                           wireform::logForm(fileName, body)));
+    return ServiceClient::ask(service_->port(), wireform::post(wireform::logFilePath(), wireform::formType(),
+                                                               wireform::logForm(fileName, body)));
 }
 
 void ServiceTest::init()

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "logserviceprocess.h"
-#include "rawclient.h"
+#include "serviceclient.h"
 
 #include <QtCore/QScopedPointer>
 #include <QtCore/QTemporaryDir>

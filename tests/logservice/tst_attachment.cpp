@@ -9,6 +9,7 @@ class TestAttachment : public QObject
 private slots:
     void makesSafeNames_data();
     void makesSafeNames();
+    void keepsTheDirection();
     void survivesAnyBytes();
 };
 
@@ -38,6 +39,8 @@ void TestAttachment::makesSafeNames_data()
     add("slash at the end", "a/", "upload", "upload");
     add("not UTF-8", "a\xff.log", "a_.log", "a_.log");
     add("C1 control", "a\xc2\x85.log", "a_.log", "a_.log");
+    add("points", "...x", "_..x", "_..x");
+    add("false ending", "log\xe2\x80\xaetxt.exe", "log_txt.exe", "log_txt.exe");
     add("long", QByteArray(500, 'x'), QByteArray(200, 'x'), QByteArray(200, 'x'));
     add("cut between characters", QByteArray(199, 'x') + "\xc3\xa4", QByteArray(199, 'x'), QByteArray(199, 'x'));
 }
@@ -49,6 +52,22 @@ void TestAttachment::makesSafeNames()
     QFETCH(QByteArray, encoded);
     QCOMPARE(QByteArray::fromStdString(attachmentDisposition(sent.toStdString())),
              "attachment; filename=\"" + ascii + "\"; filename*=UTF-8''" + encoded);
+}
+
+/// What a person reads as "log.exe.txt" has to be no "logtxt.exe".
+void TestAttachment::keepsTheDirection()
+{
+    QVector<uint> replaced;
+    for (uint code = 0x2000; code < 0x2080; ++code) {
+        const auto sent = QString::fromUcs4(&code, 1).toUtf8();
+        const auto value = QByteArray::fromStdString(attachmentDisposition(sent.toStdString()));
+        if (value.endsWith("''_"))
+            replaced << code;
+        else
+            QVERIFY2(value.endsWith("''" + sent.toPercentEncoding()), value.constData());
+    }
+    QCOMPARE(replaced,
+             (QVector<uint>{0x200e, 0x200f, 0x202a, 0x202b, 0x202c, 0x202d, 0x202e, 0x2066, 0x2067, 0x2068, 0x2069}));
 }
 
 void TestAttachment::survivesAnyBytes()

@@ -31,6 +31,7 @@ private slots:
     void removesWhatAnEarlierProcessLeft();
     void countsOnBehindTheHighestNumber_data();
     void countsOnBehindTheHighestNumber();
+    void storesNothingWhenTheNumbersAreUsedUp();
     void isUsedByOneAtATime();
     void refusesAFileAsFolder();
 };
@@ -95,8 +96,10 @@ void TestFolderStore::countsOnBehindTheHighestNumber_data()
                           << QByteArray("000010-logfile");
     QTest::newRow("beyond six digits") << QStringList({QStringLiteral("1234567-crash")})
                                        << QByteArray("1234568-logfile");
+    QTest::newRow("last but one") << QStringList({QStringLiteral("999999999999999998-crash")})
+                                  << QByteArray("999999999999999999-logfile");
     QTest::newRow("other names") << QStringList({QStringLiteral("7"), QStringLiteral("8x-crash"), QStringLiteral("-9"),
-                                                 QStringLiteral("99999999999999999999-crash")})
+                                                 QStringLiteral("9-a-b"), QStringLiteral("99999999999999999999-crash")})
                                  << QByteArray("000001-logfile");
 }
 
@@ -108,6 +111,18 @@ void TestFolderStore::countsOnBehindTheHighestNumber()
         QVERIFY(QDir(folder.path()).mkdir(name));
     FolderStore store(folder.path().toStdString());
     QTEST(QByteArray::fromStdString(store.begin()->finish(record())), "next");
+}
+
+/// Rather than a folder that the page would not show, nor the next process count.
+void TestFolderStore::storesNothingWhenTheNumbersAreUsedUp()
+{
+    const QString last = QStringLiteral("999999999999999999-crash");
+    QTemporaryDir folder;
+    QVERIFY(QDir(folder.path()).mkdir(last));
+    FolderStore store(folder.path().toStdString());
+    for (int i = 0; i < 2; ++i)
+        QVERIFY_EXCEPTION_THROWN(store.begin()->finish(record()), StoreError);
+    QCOMPARE(entries(folder.path()), QStringList(last));
 }
 
 void TestFolderStore::isUsedByOneAtATime()

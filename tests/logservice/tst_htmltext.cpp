@@ -32,6 +32,10 @@ void TestHtmlText::leavesNoMarkup_data()
     QTest::newRow("not ASCII") << QByteArray("Zo\xc3\xab \xe4\xbc\x9a \xf0\x9f\x98\x80")
                                << QByteArray("Zo\xc3\xab \xe4\xbc\x9a \xf0\x9f\x98\x80");
     QTest::newRow("lines") << QByteArray("a\n\tb") << QByteArray("a\n\tb");
+    QTest::newRow("lines of Windows") << QByteArray("a\r\n\r\nb\r\n") << QByteArray("a\n\nb\n");
+    QTest::newRow("CR alone") << QByteArray("a\rb\r\r\n\r")
+                              << QByteArray("a\xef\xbf\xbd"
+                                            "b\xef\xbf\xbd\n\xef\xbf\xbd");
     QTest::newRow("controls") << QByteArray("\0\x01\r\x1b\x7f", 5) << QByteArray("\xef\xbf\xbd").repeated(5);
     QTest::newRow("C1 control") << QByteArray("a\xc2\x9b") + "c" << QByteArray("a\xef\xbf\xbd") + "c";
     QTest::newRow("behind the controls") << QByteArray("\xc2\xa0") << QByteArray("\xc2\xa0");

@@ -97,7 +97,7 @@ void TestLogService::storesWhatEachEndpointTakes()
     QFETCH(QByteArray, line);
 
     const RawAnswer answer =
-        RawClient::ask(isReport ? service().reportPort() : service().port(), post(path, contentType, body));
+        ServiceClient::ask(isReport ? service().reportPort() : service().port(), post(path, contentType, body));
     QCOMPARE(answer.status, 200);
     QCOMPARE(answer.body, QByteArray("{\"Code\":0}"));
     QVERIFY2(answer.head.contains("\r\nContent-Type: application/json\r\n"), answer.head.constData());
@@ -142,9 +142,9 @@ void TestLogService::describesAnUploadInItsIndex()
 {
     const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
     const QByteArray room("nickname-\"\xe6\x97\xa5\".");
-    QCOMPARE(RawClient::ask(service().port(), post(producerPath(), formType(),
-                                                   form({textPart("room", room), textPart("namespace", ""),
-                                                         filePart("x\x01y", "bytes")})))
+    QCOMPARE(ServiceClient::ask(service().port(), post(producerPath(), formType(),
+                                                       form({textPart("room", room), textPart("namespace", ""),
+                                                             filePart("x\x01y", "bytes")})))
                  .status,
              200);
 
@@ -166,7 +166,7 @@ void TestLogService::describesAnUploadInItsIndex()
 void TestLogService::describesAReportInItsIndex()
 {
     const QByteArray report(R"({"Level":2,"UserSid":"42"})");
-    QCOMPARE(RawClient::ask(service().reportPort(), post(reportPath(), "application/json", report)).status, 200);
+    QCOMPARE(ServiceClient::ask(service().reportPort(), post(reportPath(), "application/json", report)).status, 200);
     auto index = QJsonDocument::fromJson(contents(stored(QStringLiteral("000001-report/upload.json")))).object();
     index.remove(QStringLiteral("time"));
     const QJsonObject expected = {{QStringLiteral("kind"), QStringLiteral("report")},
@@ -214,7 +214,7 @@ void TestLogService::neverUsesTheFileNameAsAPath()
     QVERIFY(service.start(LogServiceProcess::onFreePorts(inner)));
 
     const auto request = post(logFilePath(), formType(), logForm(fileName, "bytes"));
-    QCOMPARE(RawClient::ask(service.port(), request).status, 200);
+    QCOMPARE(ServiceClient::ask(service.port(), request).status, 200);
     QCOMPARE(service.stop(), 0);
 
     QStringList paths = tree(outer.path());

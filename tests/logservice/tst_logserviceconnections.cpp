@@ -38,7 +38,7 @@ private slots:
 
 void TestLogServiceConnections::takesSeveralRequestsOnOneConnection()
 {
-    RawClient client(service().port());
+    ServiceClient client(service().port());
     for (int i = 0; i < 20; ++i) {
         QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", mixedBytes(5000 * i)))));
         const RawAnswer answer = client.readAnswer();
@@ -50,7 +50,7 @@ void TestLogServiceConnections::takesSeveralRequestsOnOneConnection()
 
 void TestLogServiceConnections::endsTheConnectionWhenAsked()
 {
-    RawClient client(service().port());
+    ServiceClient client(service().port());
     QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", "bytes"), "Connection: close\r\n")));
     const RawAnswer answer = client.readAnswer();
     QCOMPARE(answer.status, 200);
@@ -68,16 +68,16 @@ void TestLogServiceConnections::takesChunkedBodies()
         const QByteArray chunk = body.mid(i, 10);
         request += QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n";
     }
-    QCOMPARE(RawClient::ask(service().port(), request + "0\r\n\r\n").status, 200);
+    QCOMPARE(ServiceClient::ask(service().port(), request + "0\r\n\r\n").status, 200);
     QCOMPARE(contents(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
 }
 
 void TestLogServiceConnections::serves64ClientsAtOnce()
 {
     const QByteArray request = post(logFilePath(), formType(), logForm("a.log", "bytes"));
-    std::vector<std::unique_ptr<RawClient>> clients;
+    std::vector<std::unique_ptr<ServiceClient>> clients;
     for (int i = 0; i < 64; ++i) {
-        clients.push_back(std::make_unique<RawClient>(service().port()));
+        clients.push_back(std::make_unique<ServiceClient>(service().port()));
         QVERIFY(clients.back()->send(request.left(request.size() - 20)));
     }
     for (auto client = clients.rbegin(); client != clients.rend(); ++client) {
@@ -111,7 +111,7 @@ void TestLogServiceConnections::holdsNoFileInMemory()
     // The buffers of the two sockets hold a few megabytes of it at most.
     const QByteArray request =
         method + post(path, formType(), logForm("a.log", QByteArray(64 * kMegabyte, 'x'))).mid(4);
-    RawClient client(service().port());
+    ServiceClient client(service().port());
     QVERIFY(client.send(request.left(request.size() - 10)));
     const qint64 after = residentKilobytes(service().processId());
     QVERIFY2(after < before + 16 * 1024, QByteArray::number(after - before).constData());
@@ -123,7 +123,7 @@ void TestLogServiceConnections::holdsNoFileInMemory()
 void TestLogServiceConnections::abortedUploadLeavesNothing()
 {
     const QByteArray request = post(logFilePath(), formType(), logForm("a.log", QByteArray(1000000, 'x')));
-    RawClient client(service().port());
+    ServiceClient client(service().port());
     QVERIFY(client.send(request.left(request.size() / 2)));
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(stored(QStringLiteral(".incoming-1/file.bin"))), kPatienceMs);
     client.abort();
@@ -138,7 +138,7 @@ void TestLogServiceConnections::abortedUploadLeavesNothing()
 void TestLogServiceConnections::endsAtOnceWhileAnUploadIsSilent()
 {
     const QByteArray request = post(logFilePath(), formType(), logForm("a.log", QByteArray(1000000, 'x')));
-    RawClient client(service().port());
+    ServiceClient client(service().port());
     QVERIFY(client.send(request.left(request.size() / 2)));
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(stored(QStringLiteral(".incoming-1/file.bin"))), kPatienceMs);
     QElapsedTimer timer;

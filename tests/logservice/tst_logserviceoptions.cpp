@@ -1,9 +1,11 @@
 #include "logserviceprocess.h"
-#include "rawclient.h"
+#include "serviceclient.h"
 #include "wireform.h"
 
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
+
+#include <sys/stat.h>
 
 using namespace wireform;
 
@@ -35,6 +37,7 @@ private slots:
     void listensOnTheGivenPorts();
     void leavesTheReportPortAlone();
     void makesItsFolder();
+    void keepsUploadsFromOtherUsers();
     void refusesAnUnusableFolder();
     void refusesAFolderInUse();
     void refusesATakenPort_data();
@@ -119,10 +122,10 @@ void TestLogServiceOptions::listensOnTheGivenPorts()
         service.start({kPort, QString::number(port), kReportPort, QString::number(reportPort), kDir, folder.path()}));
     QCOMPARE(service.port(), port);
     QCOMPARE(service.reportPort(), reportPort);
-    QCOMPARE(RawClient::ask(port, logRequest()).status, 200);
-    QCOMPARE(RawClient::ask(reportPort, post(reportPath(), "application/json", "{}")).status, 200);
-    QCOMPARE(RawClient::ask(port, post(reportPath(), "application/json", "{}")).status, 404);
-    QCOMPARE(RawClient::ask(reportPort, logRequest()).status, 404);
+    QCOMPARE(ServiceClient::ask(port, logRequest()).status, 200);
+    QCOMPARE(ServiceClient::ask(reportPort, post(reportPath(), "application/json", "{}")).status, 200);
+    QCOMPARE(ServiceClient::ask(port, post(reportPath(), "application/json", "{}")).status, 404);
+    QCOMPARE(ServiceClient::ask(reportPort, logRequest()).status, 404);
 }
 
 void TestLogServiceOptions::leavesTheReportPortAlone()
@@ -134,7 +137,7 @@ void TestLogServiceOptions::leavesTheReportPortAlone()
     QVERIFY(
         service.start({kPort, kAny, kReportPort, QString::number(other.serverPort()), kNoReport, kDir, folder.path()}));
     QVERIFY2(service.readyLine().contains(" (no reports), "), service.readyLine().constData());
-    QCOMPARE(RawClient::ask(service.port(), logRequest()).status, 200);
+    QCOMPARE(ServiceClient::ask(service.port(), logRequest()).status, 200);
 }
 
 void TestLogServiceOptions::makesItsFolder()
@@ -143,8 +146,35 @@ void TestLogServiceOptions::makesItsFolder()
     const QString inner = folder.filePath(QStringLiteral("a/b c"));
     LogServiceProcess service;
     QVERIFY(service.start(LogServiceProcess::onFreePorts(inner)));
-    QCOMPARE(RawClient::ask(service.port(), logRequest()).status, 200);
+    QCOMPARE(ServiceClient::ask(service.port(), logRequest()).status, 200);
     QVERIFY(QFile::exists(inner + QStringLiteral("/000001-logfile/file.bin")));
+}
+
+void TestLogServiceOptions::keepsUploadsFromOtherUsers()
+{
+    QTemporaryDir folder;
+    const QString inner = folder.filePath(QStringLiteral("uploads"));
+    LogServiceProcess service;
+    // The service inherits what is usual.
+    const auto before = ::umask(0022);
+    const bool isStarted = service.start(LogServiceProcess::onFreePorts(inner));
+    ::umask(before);
+    QVERIFY(isStarted);
+    QCOMPARE(ServiceClient::ask(service.port(), logRequest()).status, 200);
+    int files = 0;
+    QStringList paths = {inner};
+    QDirIterator found(inner, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (found.hasNext())
+        paths << found.next();
+    for (const QString &path : paths) {
+        struct stat status = {};
+        QCOMPARE(::stat(QFile::encodeName(path).constData(), &status), 0);
+        const bool isFile = S_ISREG(status.st_mode);
+        files += isFile ? 1 : 0;
+        QVERIFY2((status.st_mode & 0777U) == (isFile ? 0600U : 0700U), qPrintable(path));
+    }
+    QCOMPARE(files, 5); // four of the upload, and the lock
+    QCOMPARE(paths.size(), 2 + files);
 }
 
 void TestLogServiceOptions::refusesAnUnusableFolder()
@@ -192,7 +222,7 @@ void TestLogServiceOptions::refusesATakenPort()
     QVERIFY2(error.contains("cannot listen on port " + taken.toLatin1()), error.constData());
     QCOMPARE(error.count('\n'), 1);
     QCOMPARE(second.requestLines(), QByteArray());
-    QCOMPARE(RawClient::ask(first.port(), logRequest()).status, 200);
+    QCOMPARE(ServiceClient::ask(first.port(), logRequest()).status, 200);
 }
 
 void TestLogServiceOptions::takesItsPortsAgainRightAfterAnEnd()
@@ -205,7 +235,7 @@ void TestLogServiceOptions::takesItsPortsAgainRightAfterAnEnd()
                                    kDir,        folder.path()};
     for (int i = 0; i < 3; ++i) {
         // The side that ends a connection first keeps its port waiting: here the service.
-        RawClient client(service.port());
+        ServiceClient client(service.port());
         QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", "bytes"), "Connection: close\r\n")));
         QCOMPARE(client.readAnswer().status, 200);
         QVERIFY(client.waitForEnd());
@@ -230,8 +260,8 @@ void TestLogServiceOptions::answersTheGivenCode()
     QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path()) + QStringList({kCode, code})));
     const QByteArray expected = "{\"Code\":" + code.toLatin1() + "}";
     for (const RawAnswer &answer :
-         {RawClient::ask(service.port(), logRequest()),
-          RawClient::ask(service.reportPort(), post(reportPath(), "application/json", "{}"))}) {
+         {ServiceClient::ask(service.port(), logRequest()),
+          ServiceClient::ask(service.reportPort(), post(reportPath(), "application/json", "{}"))}) {
         QCOMPARE(answer.status, 200);
         QCOMPARE(answer.body, expected);
     }
@@ -246,8 +276,8 @@ void TestLogServiceOptions::discardsWithoutAFolder()
     LogServiceProcess service;
     QVERIFY(service.start(LogServiceProcess::onFreePorts(inner) + QStringList({QStringLiteral("--discard")})));
     QVERIFY2(service.readyLine().endsWith("), storing nothing\n"), service.readyLine().constData());
-    QCOMPARE(RawClient::ask(service.port(), logRequest()).body, QByteArray("{\"Code\":0}"));
-    QCOMPARE(RawClient::ask(service.port(), post(logFilePath(), formType(), "x")).status, 400);
+    QCOMPARE(ServiceClient::ask(service.port(), logRequest()).body, QByteArray("{\"Code\":0}"));
+    QCOMPARE(ServiceClient::ask(service.port(), post(logFilePath(), formType(), "x")).status, 400);
     QVERIFY(service.waitForRequestLine(" logfile \"a.log\" 5 bytes from \"nickname-ann.userid-42.\" answered "
                                        "{\"Code\":0}\n"));
     QCOMPARE(service.stop(), 0);

@@ -29,6 +29,7 @@ private slots:
     void filters();
     void ignoresFiltersThatMakeNoSense_data();
     void ignoresFiltersThatMakeNoSense();
+    void refusesALongText();
     void givesThePageNothingToRun();
     void servesFilesAsText();
     void servesEmptyFiles();
@@ -49,10 +50,10 @@ private slots:
     void listensOnLoopbackOnly();
 
 private:
-    RawAnswer get(const QByteArray &target) { return RawClient::ask(service().port(), request("GET", target)); }
+    RawAnswer get(const QByteArray &target) { return ServiceClient::ask(service().port(), request("GET", target)); }
     RawAnswer post(const QByteArray &path, const QByteArray &type, const QByteArray &body)
     {
-        return RawClient::ask(service().port(), wireform::post(path, type, body));
+        return ServiceClient::ask(service().port(), wireform::post(path, type, body));
     }
 };
 
@@ -119,6 +120,17 @@ void TestLogServicePage::ignoresFiltersThatMakeNoSense()
     QVERIFY(!page.body.contains("<script"));
 }
 
+void TestLogServicePage::refusesALongText()
+{
+    QCOMPARE(get("/?text=" + QByteArray(200, 'x')).status, 200);
+    QCOMPARE(get("/?text=" + QByteArray("%C3%AB").repeated(100)).status, 200);
+    for (const QByteArray &text : {QByteArray(201, 'x'), QByteArray("%C3%AB").repeated(101)}) {
+        const RawAnswer answer = get("/?text=" + text);
+        QCOMPARE(answer.status, 400);
+        QCOMPARE(answer.body, QByteArray("the text to look for is longer than 200 bytes\n"));
+    }
+}
+
 void TestLogServicePage::givesThePageNothingToRun()
 {
     const RawAnswer page = get("/");
@@ -163,7 +175,7 @@ void TestLogServicePage::servesLargeFilesAsAWhole()
     QCOMPARE(upload("a.log", bytes).status, 200);
     QVERIFY(get("/uploads/000001-logfile/file").body == bytes);
     const RawAnswer ranged =
-        RawClient::ask(service().port(), request("GET", "/uploads/000001-logfile/file", "Range: bytes=5-9\r\n"));
+        ServiceClient::ask(service().port(), request("GET", "/uploads/000001-logfile/file", "Range: bytes=5-9\r\n"));
     QCOMPARE(ranged.status, 200);
     QVERIFY(ranged.body == bytes);
 }
@@ -211,7 +223,7 @@ void TestLogServicePage::answersHead()
 {
     QFETCH(QByteArray, target);
     QCOMPARE(upload("a.log", mixedBytes(100000)).status, 200);
-    RawClient client(service().port());
+    ServiceClient client(service().port());
     QVERIFY(client.send(request("HEAD", target)));
     client.readHeads(1);
     QVERIFY(client.send(request("GET", target)));
@@ -310,7 +322,8 @@ void TestLogServicePage::takesOnlyGetAndPostWhereItDid()
     QCOMPARE(upload("a.log", "bytes").status, 200);
     const QByteArray headers = start.startsWith("GET") ? QByteArray() : QByteArray("Content-Length: 0\r\n");
     const int blank = start.indexOf(' ');
-    QTEST(RawClient::ask(service().port(), request(start.left(blank), start.mid(blank + 1), headers)).status, "status");
+    QTEST(ServiceClient::ask(service().port(), request(start.left(blank), start.mid(blank + 1), headers)).status,
+          "status");
     QCOMPARE(get("/uploads/000001-logfile/file").body, QByteArray("bytes"));
 }
 
@@ -319,7 +332,7 @@ void TestLogServicePage::endsTheConnectionBehindAGetWithABody()
     QCOMPARE(upload("a.log", "bytes").status, 200);
     for (const char *target : {"/", "/style.css", "/uploads/000001-logfile/file"}) {
         const QByteArray inner = request("GET", "/nope");
-        RawClient client(service().port());
+        ServiceClient client(service().port());
         client.send(request("GET", target, "Content-Length: " + QByteArray::number(inner.size()) + "\r\n") + inner);
         const RawAnswer answer = client.readAnswer();
         QCOMPARE(answer.status, 200);
@@ -332,7 +345,7 @@ void TestLogServicePage::endsTheConnectionBehindAGetWithABody()
 void TestLogServicePage::keepsTheConnectionOpenOtherwise()
 {
     QCOMPARE(upload("a.log", "bytes").status, 200);
-    RawClient client(service().port());
+    ServiceClient client(service().port());
     for (const char *target : {"/", "/style.css", "/uploads/000001-logfile/file", "/?text=x"}) {
         QVERIFY(client.send(request("GET", target)));
         QCOMPARE(client.readAnswer().status, 200);
@@ -341,7 +354,7 @@ void TestLogServicePage::keepsTheConnectionOpenOtherwise()
 
 void TestLogServicePage::hasNoPageOnTheReportPort()
 {
-    QCOMPARE(RawClient::ask(service().reportPort(), request("GET", "/")).status, 404);
+    QCOMPARE(ServiceClient::ask(service().reportPort(), request("GET", "/")).status, 404);
 }
 
 void TestLogServicePage::saysThatItStoresNothing()

@@ -1,5 +1,5 @@
 #include "logserviceprocess.h"
-#include "rawclient.h"
+#include "serviceclient.h"
 #include "wireform.h"
 
 #include <QtTest/QtTest>
@@ -39,7 +39,7 @@ private slots:
     void survivesBrokenHttp();
 
 private:
-    RawAnswer ask(const QByteArray &request) { return RawClient::ask(service_.port(), request); }
+    RawAnswer ask(const QByteArray &request) { return ServiceClient::ask(service_.port(), request); }
 
     QTemporaryDir folder_;
     LogServiceProcess service_;
@@ -166,7 +166,7 @@ void TestLogServiceRefusals::refusesMalformedJson()
     QFETCH(QByteArray, body);
     for (const RawAnswer &answer :
          {ask(post(errorPath(), "application/json", body)),
-          RawClient::ask(service_.reportPort(), post(reportPath(), "application/json", body))}) {
+          ServiceClient::ask(service_.reportPort(), post(reportPath(), "application/json", body))}) {
         QCOMPARE(answer.body, QByteArray("the body is not a JSON object\n"));
         QCOMPARE(answer.status, 400);
     }
@@ -221,7 +221,7 @@ void TestLogServiceRefusals::refusesUnreadableBodies()
     QFETCH(QByteArray, headers);
     QFETCH(int, status);
     const QByteArray type = "Content-Type: " + formType() + "\r\n";
-    RawClient client(service_.port());
+    ServiceClient client(service_.port());
     QVERIFY(client.send(requestHead("POST", logFilePath(), type + headers)));
     QCOMPARE(client.readAnswer().status, status);
     QVERIFY(client.waitForEnd());
@@ -232,7 +232,7 @@ void TestLogServiceRefusals::refusesAFormLongerThanItsDeclaredLength()
     const QByteArray form = logForm("a.log", "bytes");
     const QByteArray headers =
         "Content-Type: " + formType() + "\r\nContent-Length: " + QByteArray::number(form.size() - 20) + "\r\n";
-    RawClient client(service_.port());
+    ServiceClient client(service_.port());
     QVERIFY(client.send(requestHead("POST", logFilePath(), headers) + form.left(form.size() - 20)));
     const RawAnswer answer = client.readAnswer();
     QCOMPARE(answer.status, 400);
@@ -247,7 +247,7 @@ void TestLogServiceRefusals::refusesABodyThatIsCutOff()
 {
     const QByteArray request = post(logFilePath(), formType(), logForm("cut.log", QByteArray(100000, 'x')));
     {
-        RawClient client(service_.port());
+        ServiceClient client(service_.port());
         QVERIFY(client.send(request.left(request.size() - 1000)));
         client.abort();
     }
@@ -281,7 +281,7 @@ void TestLogServiceRefusals::survivesBrokenHttp_data()
 void TestLogServiceRefusals::survivesBrokenHttp()
 {
     QFETCH(QByteArray, bytes);
-    RawClient client(service_.port());
+    ServiceClient client(service_.port());
     client.send(bytes);
     QTEST(client.readAnswer().status, "status");
     QVERIFY(client.waitForEnd());

@@ -26,10 +26,24 @@ QString numbered(int number, const char *kind = "logfile")
     return QStringLiteral("%1-%2").arg(number, 6, 10, QLatin1Char('0')).arg(QLatin1String(kind));
 }
 
+/// What is stored under the only id that is listed.
 StoredUpload onlyUpload(const StoredScene &scene)
 {
     const auto listing = listUploads(scene.folder(), {});
-    return listing.uploads.size() == 1 ? listing.uploads.front() : StoredUpload();
+    return listing.uploads.size() == 1 ? readStoredUpload(scene.folder(), listing.uploads.front().id) : StoredUpload();
+}
+
+/// Adds uploads from number 2 to \a last, whose records are that of the first. Returns whether they are there.
+bool addCopies(const StoredScene &scene, int last)
+{
+    const QByteArray record = QFile::encodeName(scene.path(numbered(1) + QStringLiteral("/upload.json")));
+    for (int i = 2; i <= last; ++i) {
+        const QString folder = scene.path(numbered(i));
+        const QByteArray copy = QFile::encodeName(folder + QStringLiteral("/upload.json"));
+        if (!QDir().mkdir(folder) || ::link(record.constData(), copy.constData()) != 0)
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -39,8 +53,6 @@ class TestUploadListing : public QObject
     Q_OBJECT
 
 private slots:
-    void readsIds_data();
-    void readsIds();
     void listsNewestFirst();
     void readsWhatIsKnown();
     void filtersByKind();
@@ -49,6 +61,7 @@ private slots:
     void pagesThroughAll();
     void pagesThroughMatches();
     void looksAtSoManyAtOnce();
+    void readsSoManyBytesAtOnce();
     void leavesOutWhatIsNoUpload();
     void followsNoLinks();
     void waitsForNoPipe();
@@ -57,39 +70,9 @@ private slots:
     void readsTheDeepestDocumentThatIsTaken();
     void throwsWithoutAFolder();
     void staysQuickWithThousands();
+    void staysQuickWithLargeRecords_data();
+    void staysQuickWithLargeRecords();
 };
-
-void TestUploadListing::readsIds_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<bool>("isId");
-    QTest::newRow("usual") << QByteArray("000001-logfile") << true;
-    QTest::newRow("large") << QByteArray("123456789012345678-crash") << true;
-    QTest::newRow("too large") << QByteArray("1234567890123456789-crash") << false;
-    QTest::newRow("empty") << QByteArray() << false;
-    QTest::newRow("no dash") << QByteArray("000001") << false;
-    QTest::newRow("no number") << QByteArray("-logfile") << false;
-    QTest::newRow("no kind") << QByteArray("000001-") << false;
-    QTest::newRow("sign") << QByteArray("+1-logfile") << false;
-    QTest::newRow("capitals") << QByteArray("1-Logfile") << false;
-    QTest::newRow("second dash") << QByteArray("1-log-file") << false;
-    QTest::newRow("slash") << QByteArray("1-log/file") << false;
-    QTest::newRow("dots") << QByteArray("1-..") << false;
-    QTest::newRow("up") << QByteArray("../000001-logfile") << false;
-    QTest::newRow("NUL") << QByteArray("1-log\0", 6) << false;
-    QTest::newRow("line end") << QByteArray("1-log\n") << false;
-    QTest::newRow("markup") << QByteArray("1-<b>") << false;
-    QTest::newRow("long kind") << "1-" + QByteArray(33, 'x') << false;
-}
-
-void TestUploadListing::readsIds()
-{
-    QFETCH(QByteArray, text);
-    const auto id = parseUploadId(text.toStdString());
-    QTEST(id.has_value(), "isId");
-    if (id)
-        QCOMPARE(QByteArray::fromStdString(id->text), text);
-}
 
 void TestUploadListing::listsNewestFirst()
 {
@@ -105,6 +88,14 @@ void TestUploadListing::readsWhatIsKnown()
 {
     const StoredScene scene;
     QVERIFY(scene.addLog(numbered(7), "nickname-ann.", "a.log", "1234567"));
+    const auto listing = listUploads(scene.folder(), {});
+    QCOMPARE(int(listing.uploads.size()), 1);
+    const auto &row = listing.uploads.front();
+    QCOMPARE(row.id.text, std::string("000007-logfile"));
+    QCOMPARE(row.time, std::string("2024-05-01T09:30:00Z"));
+    QCOMPARE(row.fileName.value_or("none"), std::string("a.log"));
+    QCOMPARE(int(row.size.value_or(0)), 7);
+    QCOMPARE(row.sender.description.nickname, std::string("ann"));
     const auto upload = onlyUpload(scene);
     QCOMPARE(int(upload.id.number), 7);
     QCOMPARE(upload.id.kind, std::string("logfile"));
@@ -222,6 +213,28 @@ void TestUploadListing::looksAtSoManyAtOnce()
     QVERIFY(!listing.older);
 }
 
+void TestUploadListing::readsSoManyBytesAtOnce()
+{
+    const StoredScene scene;
+    QVERIFY(scene.addLog(numbered(1), "needle", "a.log"));
+    for (int i = 2; i <= 5; ++i)
+        QVERIFY(scene.addLog(numbered(i), QByteArray(1000, 'x'), "a.log"));
+    ListingLimits limits;
+    limits.maxBytes = 3000;
+    for (const char *text : {"needle", ""}) {
+        ListingQuery query;
+        query.text = text;
+        auto listing = listUploads(scene.folder(), query, limits);
+        QCOMPARE(ids(listing), *text ? QStringList() : (QStringList{numbered(5), numbered(4), numbered(3)}));
+        QVERIFY(listing.older.has_value());
+        QCOMPARE(listing.older->text, std::string("000003-logfile"));
+        query.before = listing.older;
+        listing = listUploads(scene.folder(), query, limits);
+        QCOMPARE(ids(listing), *text ? QStringList(numbered(1)) : (QStringList{numbered(2), numbered(1)}));
+        QVERIFY(!listing.older);
+    }
+}
+
 void TestUploadListing::leavesOutWhatIsNoUpload()
 {
     const StoredScene scene;
@@ -314,14 +327,7 @@ void TestUploadListing::staysQuickWithThousands()
     constexpr int kUploads = 2000;
     const StoredScene scene;
     QVERIFY(scene.addLog(numbered(1), "nickname-ann.loginname-a1.userid-7.", "client.log"));
-    const QString record = scene.path(numbered(1) + QStringLiteral("/upload.json"));
-    for (int i = 2; i <= kUploads; ++i) {
-        const QString folder = scene.path(numbered(i));
-        QVERIFY(QDir().mkdir(folder));
-        QCOMPARE(::link(QFile::encodeName(record).constData(),
-                        QFile::encodeName(folder + QStringLiteral("/upload.json")).constData()),
-                 0);
-    }
+    QVERIFY(addCopies(scene, kUploads));
     QElapsedTimer timer;
     timer.start();
     auto listing = listUploads(scene.folder(), {});
@@ -337,6 +343,34 @@ void TestUploadListing::staysQuickWithThousands()
     // Many times what it takes, for machines under load and sanitizers.
     QVERIFY(pageMs < 2000);
     QVERIFY(searchMs < 10000);
+}
+
+void TestUploadListing::staysQuickWithLargeRecords_data()
+{
+    QTest::addColumn<QByteArray>("fields");
+    QTest::newRow("text") << "{\"a\":\"" + QByteArray(1000000, 'x') + "\"}";
+    QTest::newRow("numbers") << "{\"a\":[" + QByteArray("1,").repeated(500000) + "1]}";
+}
+
+/// Each record is nearly as large as one may be, and the text matches nearly everywhere.
+void TestUploadListing::staysQuickWithLargeRecords()
+{
+    QFETCH(QByteArray, fields);
+    constexpr int kUploads = 200;
+    const StoredScene scene;
+    QVERIFY(scene.write(numbered(1) + QStringLiteral("/upload.json"), "{\"fields\":" + fields + "}"));
+    QVERIFY(addCopies(scene, kUploads));
+    QElapsedTimer timer;
+    timer.start();
+    ListingQuery query;
+    query.text = std::string(kMaxQueryTextBytes - 1, 'x') + 'y';
+    const auto listing = listUploads(scene.folder(), query);
+    const qint64 searchMs = timer.elapsed();
+    qInfo("a search takes %lld ms", searchMs);
+    QVERIFY(listing.uploads.empty());
+    QVERIFY(listing.older.has_value());
+    QVERIFY(listing.older->number > kUploads - 20);
+    QVERIFY(searchMs < 60000); // as above
 }
 
 QTEST_GUILESS_MAIN(TestUploadListing)

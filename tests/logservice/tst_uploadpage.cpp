@@ -10,16 +10,21 @@ namespace {
 
 const char kMarkup[] = "<script>alert(\"1\")</script>&'\"";
 
-StoredUpload upload(const char *id, const char *fields)
+void setFields(ListedUpload &upload, const nlohmann::json &fields)
 {
-    StoredUpload made;
+    upload.sender = senderOf(upload.id.kind, fields);
+}
+
+ListedUpload upload(const char *id, const char *fields)
+{
+    ListedUpload made;
     made.id = *parseUploadId(id);
-    made.fields = nlohmann::json::parse(fields);
+    setFields(made, nlohmann::json::parse(fields));
     return made;
 }
 
 /// The row without its tags, and a blank where one of them was.
-QString rowText(const StoredUpload &shown)
+QString rowText(const ListedUpload &shown)
 {
     static const QRegularExpression tag(QStringLiteral("<[^>]*>"));
     return QString::fromStdString(uploadRow(shown)).replace(tag, QStringLiteral(" ")).simplified();
@@ -145,7 +150,7 @@ void TestUploadPage::showsNoMoreRoomsThanFit()
     std::string rooms;
     for (int i = 1; i <= 8; ++i)
         rooms += (i > 1 ? "," : "") + std::string("userid-1.roomid-") + std::to_string(i) + ".roomname-r";
-    shown.fields["room"] = rooms;
+    setFields(shown, {{"room", rooms}});
     QCOMPARE(rowText(shown), QStringLiteral("1 - logfile id 1 r id 1 r id 2 r id 3 r id 4 r id 5 and 3 more fields -"));
 }
 
@@ -159,7 +164,7 @@ void TestUploadPage::escapesEverything()
     const auto identity = "nickname-" + std::string(kMarkup) + ".loginname-" + kMarkup + ".userid-" + kMarkup + ".";
     for (const auto &room : {identity + "roomid-" + kMarkup + ".roomname-" + kMarkup, std::string(kMarkup)}) {
         auto shown = upload("000001-logfile", "{}");
-        shown.fields["room"] = room;
+        setFields(shown, {{"room", room}});
         shown.time = kMarkup;
         shown.fileName = kMarkup;
         shown.size = 1;
@@ -242,7 +247,7 @@ void TestUploadPage::saysThatNothingIsStored()
 void TestUploadPage::isOneWellFormedPage()
 {
     UploadPage page = pageWithOneUpload();
-    page.listing.uploads.front().fields["room"] = "nickname-ann.roomid-1.roomname-x";
+    setFields(page.listing.uploads.front(), {{"room", "nickname-ann.roomid-1.roomname-x"}});
     page.listing.uploads.front().size = 1;
     page.listing.older = parseUploadId("000003-logfile");
     const QString text = html(page);

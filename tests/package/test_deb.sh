@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Packs the build as Debian packages, asks lintian, and installs and removes them in a root folder of their own.
+# Packs it as an archive too, and looks at what that holds.
 # Usage: test_deb.sh CPACK BUILD-FOLDER
 set -euo pipefail
 
@@ -44,4 +45,15 @@ done
 in_root --purge kxlogreport libkxlog-dev
 left=$(find "$root" -mindepth 1 -path "$root/var" -prune -o -type f -print)
 [ -z "$left" ] || fail "left behind: $left"
-echo "packed, checked, installed and removed ${#packages[@]} packages"
+
+"$cpack" --config "$build/CPackConfig.cmake" -G TGZ -B "$work/archive" >"$work/cpack.log" 2>&1 ||
+    fail "cpack: $(cat "$work/cpack.log")"
+archives=("$work"/archive/*.tar.gz)
+{ [ "${#archives[@]}" = 1 ] && [ -f "${archives[0]}" ]; } || fail "expected one archive, got ${archives[*]}"
+tar tzf "${archives[0]}" >"$work/archive.list"
+for file in '/bin/KxLogReport' '/share/man/man1/KxLogReport\.1(\.gz)?' '/lib(/[^/]+)?/cmake/KxLog/KxLogConfig\.cmake' \
+    '/lib(/[^/]+)?/cmake/KxLog/KxLogTargets\.cmake' '/include/kxlog/kxlog\.h' '/lib(/[^/]+)?/libkxlog\.a'; do
+    grep -Eq "^[^/]+(/usr)?$file\$" "$work/archive.list" ||
+        fail "$file is not in the archive: $(cat "$work/archive.list")"
+done
+echo "packed, checked, installed and removed ${#packages[@]} packages, and packed an archive"

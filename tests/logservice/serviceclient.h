@@ -11,11 +11,11 @@ struct RawAnswer
 };
 
 /// A connection to the service that sends whatever bytes it is given.
-class RawClient
+class ServiceClient
 {
 public:
     /// Connects to \a port of 127.0.0.1.
-    explicit RawClient(quint16 port);
+    explicit ServiceClient(quint16 port);
 
     /// Sends \a bytes and waits until the socket has taken them. Returns false when the connection ends before.
     bool send(const QByteArray &bytes);

@@ -1,4 +1,4 @@
-#include "rawclient.h"
+#include "serviceclient.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtNetwork/QHostAddress>
@@ -15,13 +15,13 @@ int contentLength(const QByteArray &head)
 
 } // namespace
 
-RawClient::RawClient(quint16 port)
+ServiceClient::ServiceClient(quint16 port)
 {
     socket_.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
     socket_.waitForConnected(kPatienceMs);
 }
 
-bool RawClient::send(const QByteArray &bytes)
+bool ServiceClient::send(const QByteArray &bytes)
 {
     socket_.write(bytes);
     while (socket_.bytesToWrite() > 0) {
@@ -31,7 +31,7 @@ bool RawClient::send(const QByteArray &bytes)
     return true;
 }
 
-RawAnswer RawClient::readAnswer()
+RawAnswer ServiceClient::readAnswer()
 {
     RawAnswer answer;
     for (;;) {
@@ -52,7 +52,7 @@ RawAnswer RawClient::readAnswer()
     }
 }
 
-QByteArray RawClient::readHeads(int count)
+QByteArray ServiceClient::readHeads(int count)
 {
     int end = 0;
     for (int found = 0; found < count;) {
@@ -69,14 +69,14 @@ QByteArray RawClient::readHeads(int count)
     return received_.left(end);
 }
 
-bool RawClient::waitForEnd()
+bool ServiceClient::waitForEnd()
 {
     return socket_.state() == QAbstractSocket::UnconnectedState || socket_.waitForDisconnected(kPatienceMs);
 }
 
-RawAnswer RawClient::ask(quint16 port, const QByteArray &request)
+RawAnswer ServiceClient::ask(quint16 port, const QByteArray &request)
 {
-    RawClient client(port);
+    ServiceClient client(port);
     client.send(request);
     return client.readAnswer();
 }
