@@ -15,14 +15,7 @@ Exit status: 0 when it is and does, 1 when not, 2 for wrong arguments.
 EOT
 }
 
-case "${1-}" in
-'') ;;
--h | --help)
-    usage
-    exit 0
-    ;;
-*) misuse "unknown argument '$1'" ;;
-esac
+help_only "$@"
 
 "$repo/scripts/setup.sh" docs
 oldest=18

@@ -13,14 +13,7 @@ The status is 0 when all of them are content.
 END
 }
 
-case "${1-}" in
-'') ;;
--h | --help)
-    usage
-    exit 0
-    ;;
-*) misuse "unknown option '$1'" ;;
-esac
+help_only "$@"
 
 cd -- "$repo"
 scripts/setup.sh build test check

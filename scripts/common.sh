@@ -15,6 +15,18 @@ misuse() {
     exit 2
 }
 
+# help_only "$@": for scripts that take no argument but --help, which prints what the script's usage() says.
+help_only() {
+    case "${1-}" in
+    '') ;;
+    -h | --help)
+        usage
+        exit 0
+        ;;
+    *) misuse "unknown argument '$1'" ;;
+    esac
+}
+
 # Homebrew keeps Qt 5 out of the places where CMake looks by itself.
 export_brew_paths() {
     local prefix

@@ -19,14 +19,7 @@ arguments.
 EOT
 }
 
-case "${1-}" in
-'') ;;
--h | --help)
-    usage
-    exit 0
-    ;;
-*) misuse "unknown argument '$1'" ;;
-esac
+help_only "$@"
 
 "$repo/scripts/setup.sh" build test check
 build="$repo/build/coverage"
