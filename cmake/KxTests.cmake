@@ -32,6 +32,9 @@ function(kx_add_test name)
     # Qt declares QSKIP("reason") in a way that C++17 does not have yet.
     target_compile_options(${name} PRIVATE
         $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wno-gnu-zero-variadic-macro-arguments>)
+    # The tests wait more than they compute; optimising them would take longer than running them faster saves. What they
+    # test is a library or a program, which is optimised.
+    target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O0>)
     target_link_libraries(${name} PRIVATE kxtestsupport ${arg_LIBRARIES})
 
     set(home "${CMAKE_CURRENT_BINARY_DIR}/home/${name}")
