@@ -20,10 +20,9 @@ function(kx_configure_target target)
     endif()
 endfunction()
 
-# kx_configure_qt_target(<target>): the same for a target that uses Qt.
+# kx_configure_qt_target(<target>): the same for a target that uses Qt. One with a Q_OBJECT sets AUTOMOC as well.
 function(kx_configure_qt_target target)
     kx_configure_target(${target})
-    set_target_properties(${target} PROPERTIES AUTOMOC ON)
     target_compile_definitions(${target} PRIVATE
         # Release builds of Qt drop file, line and function from every message without it.
         QT_MESSAGELOGCONTEXT

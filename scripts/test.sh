@@ -14,7 +14,7 @@ Installs what is missing, builds the tool, the local log service and the tests, 
   --help         print this text
 
 What stands behind -- goes to ctest, for example: scripts/test.sh -- -R tst_sandbox
-The build is kept in build/NAME. Exit status: 0 when every test passed, 2 for wrong arguments.
+The build is kept in build/NAME; a second run there waits for the first. Exit status: 0 when every test passed, 2 for wrong arguments.
 EOT
 }
 
@@ -56,6 +56,29 @@ if [ "$preset" = asan ]; then
 fi
 
 cd -- "$repo"
+build="build/$preset"
+mkdir -p "$build"
+# hold <descriptor> <file>: waits until no other run of this script holds the file; it is held until this one ends
+hold() {
+    # With Perl, since macOS has no command for it.
+    perl -e 'use Fcntl ":flock"; open(my $file, ">&=", $ARGV[0]) or die "$!\n"; exit if flock($file, LOCK_EX | LOCK_NB);
+        print "test.sh: waiting for another run to end\n"; flock($file, LOCK_EX) or die "$!\n"' "$1"
+}
+exec 8>>"$build/running.lock"
+hold 8
 cmake --preset "$preset"
 cmake --build --preset "$preset"
-exec ctest --preset "$preset" -j2 ${selection[@]+"${selection[@]}"} "$@"
+
+cores="$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)"
+if grep -q '^KX_TEST_NETWORKS:BOOL=ON$' "$build/CMakeCache.txt"; then
+    # They wait more than they compute.
+    jobs=$((cores * 4))
+    echo "test.sh: $jobs tests at a time, each in a network of its own"
+else
+    jobs="$cores"
+    echo "test.sh: $jobs tests at a time, those that share a port one after another: no networks of their own here"
+    exec 9>>"${TMPDIR:-/tmp}/kxlogreport-tests-$(id -u).lock"
+    hold 9
+fi
+# The locks are this script's alone: a process that a test leaves behind must not keep them.
+ctest --preset "$preset" -j "$jobs" ${selection[@]+"${selection[@]}"} "$@" 8>&- 9>&-

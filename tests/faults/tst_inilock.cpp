@@ -1,4 +1,4 @@
-#include "toolsetup.h"
+#include "support/tool/toolsetup.h"
 
 #include <QDateTime>
 #include <QFile>

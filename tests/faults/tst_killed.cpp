@@ -1,6 +1,6 @@
-#include "arrivals.h"
-#include "inifile.h"
-#include "toolsetup.h"
+#include "support/files/inifile.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
 
 #include <QDeadlineTimer>
 #include <QFile>

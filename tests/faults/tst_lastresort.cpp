@@ -1,4 +1,4 @@
-#include "toolrun.h"
+#include "support/tool/toolrun.h"
 
 #include <QTemporaryDir>
 #include <QTest>

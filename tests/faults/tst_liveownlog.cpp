@@ -1,7 +1,7 @@
-#include "arrivals.h"
-#include "fileio.h"
-#include "logrecords.h"
-#include "toolsetup.h"
+#include "support/files/fileio.h"
+#include "support/files/logrecords.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
 
 #include <QFile>
 #include <QTest>

@@ -1,6 +1,6 @@
-#include "arrivals.h"
-#include "processfacts.h"
-#include "toolsetup.h"
+#include "support/tool/processfacts.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
 
 #include <QSettings>
 #include <QTest>

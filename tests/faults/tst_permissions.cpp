@@ -1,6 +1,6 @@
-#include "arrivals.h"
-#include "otheruser.h"
-#include "toolsetup.h"
+#include "support/tool/otheruser.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
 
 #include <QDir>
 #include <QFile>

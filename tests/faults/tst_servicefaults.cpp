@@ -1,6 +1,6 @@
-#include "arrivals.h"
-#include "multipartform.h"
-#include "toolsetup.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
+#include "support/wire/multipartform.h"
 
 #include <QFile>
 #include <QTest>

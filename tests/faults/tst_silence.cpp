@@ -1,6 +1,6 @@
-#include "arrivals.h"
-#include "toolsetup.h"
-#include "waitfor.h"
+#include "support/process/waitfor.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
 
 #include <QTest>
 

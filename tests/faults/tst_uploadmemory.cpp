@@ -1,5 +1,5 @@
-#include "processfacts.h"
-#include "toolsetup.h"
+#include "support/tool/processfacts.h"
+#include "support/tool/toolsetup.h"
 
 #include <QFile>
 #include <QTest>

@@ -1,5 +1,5 @@
-#include "arrivals.h"
-#include "toolsetup.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
 
 #include <QFile>
 #include <QLockFile>

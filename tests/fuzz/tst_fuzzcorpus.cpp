@@ -1,5 +1,5 @@
 #include "fuzztargets.h"
-#include "messagecatcher.h"
+#include "support/process/messagecatcher.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,5 @@
 #include "damage.h"
-#include "toolsetup.h"
+#include "support/tool/toolsetup.h"
 
 #include <QDir>
 #include <QTest>

@@ -1,6 +1,6 @@
 #include "damage.h"
-#include "fileio.h"
 #include "inicheck.h"
+#include "support/files/fileio.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -1,7 +1,7 @@
 #include "damage.h"
-#include "failingopen.h"
-#include "fileio.h"
 #include "inicheck.h"
+#include "support/files/fileio.h"
+#include "support/process/failingopen.h"
 
 #include <QDir>
 #include <QTemporaryDir>

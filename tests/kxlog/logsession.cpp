@@ -1,7 +1,7 @@
 #include "logsession.h"
 
-#include "fileio.h"
 #include "kxlog/kxlog.h"
+#include "support/files/fileio.h"
 
 #include <QCoreApplication>
 #include <QDateTime>

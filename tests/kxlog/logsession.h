@@ -1,6 +1,6 @@
 #pragma once
 
-#include "messagecatcher.h"
+#include "support/process/messagecatcher.h"
 
 #include <QByteArray>
 #include <QTemporaryDir>

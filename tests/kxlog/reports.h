@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kxlog/kxlog.h"
-#include "waitfor.h"
+#include "support/process/waitfor.h"
 
 #include <QNetworkAccessManager>
 

@@ -1,10 +1,10 @@
 #include "kxendpoints.h"
 #include "logsession.h"
-#include "messagecatcher.h"
 #include "openkxlog.h"
 #include "postspy.h"
 #include "reports.h"
-#include "scriptedserver.h"
+#include "support/process/messagecatcher.h"
+#include "support/server/scriptedserver.h"
 #include "withouttimes.h"
 
 #include <QTest>

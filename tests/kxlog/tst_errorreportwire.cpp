@@ -1,8 +1,8 @@
 #include "kxendpoints.h"
 #include "kxlog/kxlog.h"
-#include "messagecatcher.h"
-#include "scriptedserver.h"
-#include "waitfor.h"
+#include "support/process/messagecatcher.h"
+#include "support/process/waitfor.h"
+#include "support/server/scriptedserver.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>

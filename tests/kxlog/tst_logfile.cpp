@@ -1,8 +1,8 @@
-#include "fileio.h"
-#include "folder.h"
-#include "logrecords.h"
-#include "messagecatcher.h"
 #include "openkxlog.h"
+#include "support/files/fileio.h"
+#include "support/files/folder.h"
+#include "support/files/logrecords.h"
+#include "support/process/messagecatcher.h"
 
 #include <QCoreApplication>
 #include <QDateTime>

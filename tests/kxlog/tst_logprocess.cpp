@@ -1,5 +1,5 @@
-#include "fileio.h"
-#include "toolrun.h"
+#include "support/files/fileio.h"
+#include "support/tool/toolrun.h"
 #include "withouttimes.h"
 
 #include <QDir>

@@ -1,8 +1,8 @@
-#include "fileio.h"
-#include "folder.h"
 #include "kxlog/kxlog.h"
 #include "kxlog/logretention.h"
-#include "waitfor.h"
+#include "support/files/fileio.h"
+#include "support/files/folder.h"
+#include "support/process/waitfor.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "kxlog/kxlog.h"
-#include "logrecords.h"
 #include "logsession.h"
+#include "support/files/logrecords.h"
 
 #include <QDateTime>
 #include <QDebug>

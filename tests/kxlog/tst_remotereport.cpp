@@ -1,7 +1,7 @@
-#include "messagecatcher.h"
 #include "openkxlog.h"
 #include "reports.h"
-#include "scriptedserver.h"
+#include "support/process/messagecatcher.h"
+#include "support/server/scriptedserver.h"
 
 #include <QTest>
 #include <functional>

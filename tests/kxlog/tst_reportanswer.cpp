@@ -1,7 +1,7 @@
 #include "logsession.h"
-#include "messagecatcher.h"
 #include "reports.h"
-#include "scriptedserver.h"
+#include "support/process/messagecatcher.h"
+#include "support/server/scriptedserver.h"
 #include "withouttimes.h"
 
 #include <QNetworkReply>

@@ -1,9 +1,9 @@
-#include "fileio.h"
 #include "kxendpoints.h"
-#include "messagecatcher.h"
 #include "openkxlog.h"
 #include "reports.h"
-#include "scriptedserver.h"
+#include "support/files/fileio.h"
+#include "support/process/messagecatcher.h"
+#include "support/server/scriptedserver.h"
 
 #include <QNetworkRequest>
 #include <QTemporaryDir>

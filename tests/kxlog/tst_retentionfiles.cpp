@@ -1,7 +1,7 @@
-#include "fileio.h"
-#include "folder.h"
 #include "kxlog/logretention.h"
-#include "unprivileged.h"
+#include "support/files/fileio.h"
+#include "support/files/folder.h"
+#include "support/process/unprivileged.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,6 +1,6 @@
 #include "servicetest.h"
 
-#include "wireform.h"
+#include "support/wire/wireform.h"
 
 #include <QtTest/QtTest>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "logserviceprocess.h"
 #include "serviceclient.h"
+#include "support/tool/logserviceprocess.h"
 
 #include <QtCore/QScopedPointer>
 #include <QtCore/QTemporaryDir>

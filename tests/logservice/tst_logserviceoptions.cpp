@@ -1,6 +1,6 @@
-#include "logserviceprocess.h"
 #include "serviceclient.h"
-#include "wireform.h"
+#include "support/tool/logserviceprocess.h"
+#include "support/wire/wireform.h"
 
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>

@@ -1,8 +1,8 @@
-#include "logserviceprocess.h"
 #include "seed.h"
 #include "serviceclient.h"
 #include "storedfiles.h"
-#include "wireform.h"
+#include "support/tool/logserviceprocess.h"
+#include "support/wire/wireform.h"
 
 #include <QtTest/QtTest>
 

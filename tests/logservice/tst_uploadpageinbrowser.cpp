@@ -1,6 +1,6 @@
 #include "browser.h"
-#include "logserviceprocess.h"
-#include "toolsetup.h"
+#include "support/tool/logserviceprocess.h"
+#include "support/tool/toolsetup.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>

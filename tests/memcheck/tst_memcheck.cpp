@@ -1,6 +1,6 @@
-#include "arrivals.h"
-#include "fileio.h"
-#include "toolsetup.h"
+#include "support/files/fileio.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
 
 #include <QRegularExpression>
 #include <QSettings>

@@ -2,7 +2,7 @@
 
 #include "kxendpoints.h"
 #include "shownrequest.h"
-#include "toolsetup.h"
+#include "support/tool/toolsetup.h"
 
 #include <QSettings>
 #include <QUrl>

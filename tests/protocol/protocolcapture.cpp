@@ -1,5 +1,5 @@
 #include "capture.h"
-#include "fileio.h"
+#include "support/files/fileio.h"
 
 #include <QCoreApplication>
 #include <cstdio>

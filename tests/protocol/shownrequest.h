@@ -1,6 +1,6 @@
 #pragma once
 
-#include "recordedrequest.h"
+#include "support/server/recordedrequest.h"
 
 #include <QByteArray>
 #include <QString>

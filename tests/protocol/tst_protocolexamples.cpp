@@ -1,8 +1,8 @@
 #include "capture.h"
 #include "endpoints.h"
-#include "fileio.h"
-#include "multipartform.h"
 #include "shownrequest.h"
+#include "support/files/fileio.h"
+#include "support/wire/multipartform.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
-#include "fileio.h"
-#include "multipartform.h"
-#include "toolsetup.h"
+#include "support/files/fileio.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/multipartform.h"
 
 #include <QDir>
 #include <QFileInfo>

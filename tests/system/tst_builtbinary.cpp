@@ -1,5 +1,5 @@
-#include "fileio.h"
-#include "sandbox.h"
+#include "support/files/fileio.h"
+#include "support/tool/sandbox.h"
 
 #include <QTest>
 

@@ -1,5 +1,5 @@
-#include "multipartform.h"
-#include "toolsetup.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/multipartform.h"
 
 #include <QSettings>
 #include <QTest>

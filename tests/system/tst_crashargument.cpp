@@ -1,6 +1,6 @@
-#include "fileio.h"
-#include "logrecords.h"
-#include "toolsetup.h"
+#include "support/files/fileio.h"
+#include "support/files/logrecords.h"
+#include "support/tool/toolsetup.h"
 
 #include <QFile>
 #include <QTest>

@@ -1,8 +1,8 @@
-#include "fileio.h"
-#include "inifile.h"
-#include "logrecords.h"
-#include "multipartform.h"
-#include "toolsetup.h"
+#include "support/files/fileio.h"
+#include "support/files/inifile.h"
+#include "support/files/logrecords.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/multipartform.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
-#include "fileio.h"
-#include "logrecords.h"
-#include "multipartform.h"
-#include "toolsetup.h"
+#include "support/files/fileio.h"
+#include "support/files/logrecords.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/multipartform.h"
 
 #include <QFileInfo>
 #include <QTest>

@@ -1,5 +1,5 @@
-#include "toolsetup.h"
-#include "waitfor.h"
+#include "support/process/waitfor.h"
+#include "support/tool/toolsetup.h"
 
 #include <QDir>
 #include <QFile>

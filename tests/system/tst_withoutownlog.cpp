@@ -1,5 +1,5 @@
-#include "fileio.h"
-#include "toolsetup.h"
+#include "support/files/fileio.h"
+#include "support/tool/toolsetup.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 #include "testauthority.h"
 
-#include "fileio.h"
+#include "support/files/fileio.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tlsidentity.h"
+#include "support/server/tlsidentity.h"
 
 #include <QString>
 #include <QTemporaryDir>

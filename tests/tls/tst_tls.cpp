@@ -1,7 +1,7 @@
-#include "arrivals.h"
-#include "ownmounts.h"
+#include "support/tool/ownmounts.h"
+#include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
 #include "testauthority.h"
-#include "toolsetup.h"
 
 #include <QFile>
 #include <QFileInfo>

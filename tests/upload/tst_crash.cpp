@@ -1,7 +1,7 @@
-#include "fileio.h"
-#include "messagelines.h"
-#include "uploadini.h"
-#include "uploadscene.h"
+#include "support/files/fileio.h"
+#include "support/process/messagelines.h"
+#include "support/uploader/uploadini.h"
+#include "support/uploader/uploadscene.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,8 +1,8 @@
-#include "messagecatcher.h"
-#include "messagelines.h"
-#include "testuploader.h"
-#include "text.h"
-#include "uploadini.h"
+#include "support/process/messagecatcher.h"
+#include "support/process/messagelines.h"
+#include "support/uploader/testuploader.h"
+#include "support/uploader/text.h"
+#include "support/uploader/uploadini.h"
 
 #include <QCoreApplication>
 #include <QSettings>

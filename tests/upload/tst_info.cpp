@@ -1,8 +1,8 @@
-#include "fileio.h"
-#include "inifile.h"
-#include "text.h"
-#include "uploadini.h"
-#include "uploadscene.h"
+#include "support/files/fileio.h"
+#include "support/files/inifile.h"
+#include "support/uploader/text.h"
+#include "support/uploader/uploadini.h"
+#include "support/uploader/uploadscene.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -1,8 +1,8 @@
-#include "messagecatcher.h"
-#include "testuploader.h"
-#include "uploadini.h"
+#include "support/process/messagecatcher.h"
+#include "support/uploader/testuploader.h"
+#include "support/uploader/uploadini.h"
 
-#include "apprun.h"
+#include "support/process/apprun.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,7 +1,7 @@
-#include "fileio.h"
-#include "text.h"
-#include "uploadini.h"
-#include "uploadscene.h"
+#include "support/files/fileio.h"
+#include "support/uploader/text.h"
+#include "support/uploader/uploadini.h"
+#include "support/uploader/uploadscene.h"
 
 #include <QFileInfo>
 #include <QTest>

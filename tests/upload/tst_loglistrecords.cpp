@@ -1,6 +1,6 @@
-#include "messagelines.h"
-#include "uploadini.h"
-#include "uploadscene.h"
+#include "support/process/messagelines.h"
+#include "support/uploader/uploadini.h"
+#include "support/uploader/uploadscene.h"
 
 #include <QCoreApplication>
 #include <QNetworkReply>

@@ -1,10 +1,10 @@
 #include "main.h"
 
-#include "fileio.h"
 #include "kxlog/kxlog.h"
-#include "messagecatcher.h"
-#include "ownhome.h"
-#include "uploadini.h"
+#include "support/files/fileio.h"
+#include "support/process/messagecatcher.h"
+#include "support/process/ownhome.h"
+#include "support/uploader/uploadini.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,9 +1,9 @@
-#include "fileio.h"
-#include "messagelines.h"
-#include "multipartform.h"
-#include "text.h"
-#include "uploadini.h"
-#include "uploadscene.h"
+#include "support/files/fileio.h"
+#include "support/process/messagelines.h"
+#include "support/uploader/text.h"
+#include "support/uploader/uploadini.h"
+#include "support/uploader/uploadscene.h"
+#include "support/wire/multipartform.h"
 
 #include <QDir>
 #include <QFileInfo>

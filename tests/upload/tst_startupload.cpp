@@ -1,5 +1,5 @@
-#include "uploadini.h"
-#include "uploadscene.h"
+#include "support/uploader/uploadini.h"
+#include "support/uploader/uploadscene.h"
 
 #include <QAbstractEventDispatcher>
 #include <QElapsedTimer>

@@ -1,9 +1,9 @@
-#include "failingopen.h"
-#include "fileio.h"
 #include "kxlog/kxlog.h"
-#include "text.h"
-#include "uploadini.h"
-#include "uploadscene.h"
+#include "support/files/fileio.h"
+#include "support/process/failingopen.h"
+#include "support/uploader/text.h"
+#include "support/uploader/uploadini.h"
+#include "support/uploader/uploadscene.h"
 
 #include <QNetworkReply>
 #include <QTest>

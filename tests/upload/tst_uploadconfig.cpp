@@ -1,9 +1,9 @@
-#include "fileio.h"
-#include "messagecatcher.h"
-#include "messagelines.h"
-#include "testuploader.h"
-#include "text.h"
-#include "uploadini.h"
+#include "support/files/fileio.h"
+#include "support/process/messagecatcher.h"
+#include "support/process/messagelines.h"
+#include "support/uploader/testuploader.h"
+#include "support/uploader/text.h"
+#include "support/uploader/uploadini.h"
 
 #include <QDir>
 #include <QTest>

@@ -1,7 +1,7 @@
-#include "fileio.h"
-#include "messagecatcher.h"
-#include "testuploader.h"
-#include "uploadini.h"
+#include "support/files/fileio.h"
+#include "support/process/messagecatcher.h"
+#include "support/uploader/testuploader.h"
+#include "support/uploader/uploadini.h"
 
 #include <QSettings>
 #include <QTest>

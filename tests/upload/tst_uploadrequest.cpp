@@ -1,10 +1,10 @@
 #include "uploadrequest.h"
 
-#include "fileio.h"
-#include "messagecatcher.h"
-#include "scriptedserver.h"
 #include "snapshotfile.h"
-#include "waitfor.h"
+#include "support/files/fileio.h"
+#include "support/process/messagecatcher.h"
+#include "support/process/waitfor.h"
+#include "support/server/scriptedserver.h"
 
 #include <QDir>
 #include <QNetworkAccessManager>

@@ -1,0 +1,166 @@
+#include "support/process/waitfor.h"
+#include "support/server/scriptedserver.h"
+#include "support/wire/multipartform.h"
+
+#include <QBuffer>
+#include <QHttpMultiPart>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTest>
+
+namespace {
+
+QHttpPart textPart(const char *disposition, const QByteArray &text)
+{
+    QHttpPart part;
+    part.setHeader(QNetworkRequest::ContentDispositionHeader, QString::fromLatin1(disposition));
+    part.setBody(text);
+    return part;
+}
+
+QByteArray form(const QByteArray &parts)
+{
+    return QByteArray(parts).replace("\n", "\r\n");
+}
+
+MultipartForm parse(const QByteArray &body)
+{
+    return parseForm(QByteArray("multipart/form-data; boundary=b"), body);
+}
+
+} // namespace
+
+class TestMultipartForm : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void buildsTheBytesThatQtSends()
+    {
+        const ScriptedServer server;
+        QBuffer file;
+        file.setData("bytes\r\n\0of the file", 20);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QString name = QString::fromUtf8("a \xc3\xbc.log");
+
+        QHttpMultiPart multipart(QHttpMultiPart::FormDataType);
+        multipart.setBoundary(expectedBoundary());
+        multipart.append(textPart("form-data; name=\"room\"", "nickname-\xc3\xa4."));
+        multipart.append(textPart("form-data; name=\"namespace\"", ""));
+        QHttpPart filePart;
+        filePart.setHeader(QNetworkRequest::ContentDispositionHeader,
+                           QStringLiteral("form-data; name=\"file\"; filename=\"%1\"").arg(name));
+        filePart.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("image/png"));
+        filePart.setBodyDevice(&file);
+        multipart.append(filePart);
+
+        QNetworkRequest request(server.url());
+        request.setHeader(QNetworkRequest::ContentTypeHeader, QString::fromLatin1(expectedContentType()));
+        QNetworkAccessManager manager;
+        const QScopedPointer<QNetworkReply> reply(manager.post(request, &multipart));
+        QVERIFY(waitFor([&] { return reply->isFinished(); }));
+
+        QCOMPARE(server.requests().size(), 1);
+        const RecordedRequest received = server.requests().first();
+        QCOMPARE(received.header("content-type"), expectedContentType());
+        QCOMPARE(received.body, expectedLogForm(QString::fromUtf8("nickname-\xc3\xa4."), QString(), name, file.data()));
+
+        const MultipartForm parsed = parseForm(received);
+        QVERIFY2(parsed.isWellFormed(), qPrintable(parsed.problem));
+        QCOMPARE(parsed.boundary, expectedBoundary());
+        QCOMPARE(parsed.names(), (QList<QByteArray>{"room", "namespace", "file"}));
+        QCOMPARE(parsed.body("file"), file.data());
+        QCOMPARE(parsed.parts.at(2).fileName, name);
+        QVERIFY(!parsed.parts.at(1).hasFileName);
+    }
+
+    void buildsACrashForm()
+    {
+        const MultipartForm parsed =
+            parseForm(expectedContentType(), expectedCrashForm("{\"sdk\":5}", "{}", QStringLiteral("c.dmp"), "crash"));
+        QVERIFY2(parsed.isWellFormed(), qPrintable(parsed.problem));
+        QCOMPARE(parsed.names(), (QList<QByteArray>{"base", "info", "file"}));
+        QCOMPARE(parsed.body("base"), QByteArray("{\"sdk\":5}"));
+        QCOMPARE(parsed.parts.at(2).contentType, QByteArray("image/png"));
+        QCOMPARE(parsed.parts.at(2).headerLines.first(),
+                 QByteArray("Content-Disposition: form-data; name=\"file\"; filename=\"c.dmp\""));
+    }
+
+    void keepsBodiesThatLookLikeBoundaries()
+    {
+        const QByteArray body = "-b\r\n\r\n--\r\n--c\r\n-b";
+        const MultipartForm parsed =
+            parse("--b\r\nContent-Disposition: form-data; name=\"x\"\r\n\r\n" + body + "\r\n--b--\r\n");
+        QVERIFY2(parsed.isWellFormed(), qPrintable(parsed.problem));
+        QCOMPARE(parsed.body("x"), body);
+    }
+
+    void reportsMalformedForms_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        const QByteArray disposition = "Content-Disposition: form-data; name=\"x\"";
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("preamble") << form("hi\n--b\n" + disposition + "\n\ny\n--b--\n");
+        QTest::newRow("epilogue") << form("--b\n" + disposition + "\n\ny\n--b--\nhi");
+        QTest::newRow("no parts") << form("--b--\n");
+        QTest::newRow("bare line feeds") << QByteArray("--b\n" + disposition + "\n\ny\n--b--\n");
+        QTest::newRow("no end") << form("--b\n" + disposition + "\n\ny\n");
+        QTest::newRow("end without its line end") << form("--b\n" + disposition + "\n\ny\n--b--");
+        QTest::newRow("another boundary") << form("--c\n" + disposition + "\n\ny\n--c--\n");
+        QTest::newRow("longer boundary") << form("--bb\n" + disposition + "\n\ny\n--bb--\n");
+        QTest::newRow("no empty line") << form("--b\n" + disposition + "\ny\n--b--\n");
+        QTest::newRow("no disposition") << form("--b\nContent-Type: image/png\n\ny\n--b--\n");
+        QTest::newRow("no name") << form("--b\nContent-Disposition: form-data\n\ny\n--b--\n");
+        QTest::newRow("empty name") << form("--b\nContent-Disposition: form-data; name=\"\"\n\ny\n--b--\n");
+        QTest::newRow("not form-data") << form("--b\nContent-Disposition: file; name=\"x\"\n\ny\n--b--\n");
+        QTest::newRow("quote in the file name") << form("--b\n" + disposition + "; filename=\"a\"b\"\n\ny\n--b--\n");
+        QTest::newRow("open file name") << form("--b\n" + disposition + "; filename=\"a\n\ny\n--b--\n");
+        QTest::newRow("something else") << form("--b\n" + disposition + "; size=\"3\"\n\ny\n--b--\n");
+        QTest::newRow("header without a blank") << form("--b\n" + disposition + "\nA:b\n\ny\n--b--\n");
+        QTest::newRow("boundary in the body") << form("--b\n" + disposition + "\n\ny\n--b\ny\n--b--\n");
+        QTest::newRow("boundary and more in the body") << form("--b\n" + disposition + "\n\ny\n--bc\ny\n--b--\n");
+    }
+    void reportsMalformedForms()
+    {
+        QFETCH(QByteArray, body);
+        QVERIFY(!parse(body).isWellFormed());
+    }
+
+    void reportsUnusableContentTypes_data()
+    {
+        QTest::addColumn<QByteArray>("contentType");
+        QTest::newRow("none") << QByteArray();
+        QTest::newRow("no form") << QByteArray("multipart/mixed; boundary=b");
+        QTest::newRow("no boundary") << QByteArray("multipart/form-data");
+        QTest::newRow("empty boundary") << QByteArray("multipart/form-data; boundary=");
+        QTest::newRow("quoted boundary") << QByteArray("multipart/form-data; boundary=\"b\"");
+    }
+    void reportsUnusableContentTypes()
+    {
+        QFETCH(QByteArray, contentType);
+        const QByteArray body = form("--b\nContent-Disposition: form-data; name=\"x\"\n\ny\n--b--\n");
+        QVERIFY(parse(body).isWellFormed());
+        QVERIFY(!parseForm(contentType, body).isWellFormed());
+    }
+
+    void reportsIncompleteBodies()
+    {
+        RecordedRequest request;
+        request.parseHead("POST / HTTP/1.1\r\nContent-Type: multipart/form-data; boundary=b\r\n\r\n");
+        request.body = form("--b\nContent-Disposition: form-data; name=\"x\"\n\ny\n--b--\n");
+        QVERIFY(!parseForm(request).isWellFormed());
+        request.bodyComplete = true;
+        QVERIFY2(parseForm(request).isWellFormed(), qPrintable(parseForm(request).problem));
+    }
+
+    void givesNoBodyForAmbiguousNames()
+    {
+        const QByteArray part = "--b\r\nContent-Disposition: form-data; name=\"x\"\r\n\r\ny\r\n";
+        QCOMPARE(parse(part + "--b--\r\n").body("x"), QByteArray("y"));
+        QVERIFY(parse(part + part + "--b--\r\n").body("x").isNull());
+        QVERIFY(parse(part + "--b--\r\n").body("z").isNull());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMultipartForm)
+#include "tst_multipartform.moc"
