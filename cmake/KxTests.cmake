@@ -12,6 +12,10 @@ endif()
 option(KX_TEST_NETWORKS "Run each test in a network of its own, so that all may run at once; without, tests that share \
 a port wait for each other. The default is what this system allows." ${kx_networks})
 
+if(KX_TEST_NETWORKS)
+    list(APPEND kx_isolated --network)
+endif()
+
 # What a run must not take over from whoever starts it. Qt treats empty variables like absent ones.
 set(kx_test_environment
     LANG=C.UTF-8 LC_ALL= QT_LOGGING_RULES= QT_MESSAGE_PATTERN=
@@ -19,7 +23,8 @@ set(kx_test_environment
 if(KX_SANITIZERS)
     # A finding must not end in an ordinary exit status, which a skipped test in the same program would hide.
     list(APPEND kx_test_environment
-        ASAN_OPTIONS=abort_on_error=1 UBSAN_OPTIONS=abort_on_error=1:print_stacktrace=1 TSAN_OPTIONS=abort_on_error=1
+        ASAN_OPTIONS=abort_on_error=1:detect_stack_use_after_return=1
+        UBSAN_OPTIONS=abort_on_error=1:print_stacktrace=1 TSAN_OPTIONS=abort_on_error=1
         LSAN_OPTIONS=suppressions='${PROJECT_SOURCE_DIR}/tests/lsan.supp':print_suppressions=0)
 endif()
 
@@ -36,7 +41,7 @@ function(kx_configure_test_target target)
         $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wno-gnu-zero-variadic-macro-arguments>)
     # The tests wait more than they compute; optimising them would take longer than running them faster saves. What they
     # test is a library or a program, which is optimised.
-    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O0>)
+    target_compile_options(${target} PRIVATE -O0)
     if(KX_FAST_LINKER MATCHES "ld\\.([a-z]+)$")
         target_link_options(${target} PRIVATE -fuse-ld=${CMAKE_MATCH_1})
     endif()
@@ -59,22 +64,13 @@ target_precompile_headers(kxtestheaders PRIVATE
     <QDateTime> <QDebug> <QDir> <QNetworkReply> <QProcess> <QRegularExpression> <QSettings> <QTcpSocket>
     <QTemporaryDir> <QTest> <QTimer> <functional> <memory>)
 
-# kx_isolated_command(<variable>): what stands in front of a test's command.
-function(kx_isolated_command variable)
-    set(command "${kx_isolated}")
-    if(KX_TEST_NETWORKS)
-        list(APPEND command --network)
-    endif()
-    set(${variable} "${command}" PARENT_SCOPE)
-endfunction()
-
 # kx_add_test(<name> [SOURCES <source>...] [LIBRARIES <library>...] [PORTS <port>...] [TIMEOUT <seconds>]
 #             [LABELS quick|long...])
 #
-# A Qt Test program with a home of its own. SOURCES defaults to <name>.cpp, TIMEOUT to 120 and LABELS to quick.
-# LIBRARIES come on top of the test support. PORTS are fixed ports that the program listens on or expects to be unused;
-# programs that share one never run at the same time, unless each has a network of its own. The first source may hold
-# classes with Q_OBJECT, and then includes <name of the source>.moc.
+# A Qt Test program with a home of its own. SOURCES defaults to <name>.cpp, TIMEOUT to 120 (four times as long under
+# sanitizers) and LABELS to quick. LIBRARIES come on top of the test support. PORTS are fixed ports that the program
+# listens on or expects to be unused; programs that share one never run at the same time, unless each has a network of
+# its own. The first source may hold classes with Q_OBJECT, and then includes <name of the source>.moc.
 function(kx_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;PORTS;LABELS")
     if(arg_UNPARSED_ARGUMENTS)
@@ -101,10 +97,12 @@ function(kx_add_test name)
     target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${name}_moc")
     target_link_libraries(${name} PRIVATE kxtestsupport ${arg_LIBRARIES})
 
+    if(KX_SANITIZERS)
+        math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 4")
+    endif()
     # Qt Test ends a single test function after five minutes unless told otherwise; CTest has the program's limit.
     math(EXPR function_timeout "${arg_TIMEOUT} * 1000")
-    kx_isolated_command(isolated)
-    add_test(NAME ${name} COMMAND ${isolated} $<TARGET_FILE:${name}>)
+    add_test(NAME ${name} COMMAND ${kx_isolated} $<TARGET_FILE:${name}>)
     set_tests_properties(${name} PROPERTIES
         ENVIRONMENT "QTEST_FUNCTION_TIMEOUT=${function_timeout};${kx_test_environment}"
         TIMEOUT ${arg_TIMEOUT}

@@ -16,7 +16,7 @@ END
 help_only "$@"
 
 cd -- "$repo"
-scripts/setup.sh build test check
+scripts/setup.sh build test check fuzz
 
 failed=()
 step() {
@@ -35,7 +35,7 @@ analysed() {
     listed 'KxLogReport/*.cpp' 'logservice/*.cpp'
 }
 cores="$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)"
-build=build/tidy
+build=build/asan
 
 formatted() {
     listed '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
@@ -44,7 +44,7 @@ shell_checked() {
     listed '*.sh' .ci/run | xargs -0 shellcheck
 }
 compile_with_clang() {
-    cmake --preset tidy >/dev/null && cmake --build --preset tidy -- --quiet
+    cmake --preset asan >/dev/null && cmake --build --preset asan -- --quiet
 }
 tidy() {
     analysed | xargs -0 -n 1 -P "$cores" clang-tidy -p "$build" --quiet

@@ -9,8 +9,8 @@ all="answer form markedmessage retention uploadini"
 usage() {
     cat <<EOT
 Usage: scripts/fuzz.sh [TARGET]... [OPTION]...
-Installs what is missing, builds the fuzzers with AddressSanitizer and UndefinedBehaviorSanitizer and runs them one
-after another. Without a target: all of them.
+Installs what is missing, builds the fuzzers with AddressSanitizer and UndefinedBehaviorSanitizer and runs them.
+Without a target: all of them.
 
   answer         answers of the log service
   form           forms that the local log service reads
@@ -18,10 +18,11 @@ after another. Without a target: all of them.
   retention      names of log files
   uploadini      the text of upload.ini
 
-  --seconds N    how long each of them runs (default 20); 0: until it is interrupted, for one target only
+  --seconds N    how long each of them runs (default 20), as many at a time as there are cores; 0: until it is
+                 interrupted, for one target only
   --help         print this text
 
-The build is kept in build/fuzz. So is what they have learnt, in corpus/TARGET, and what they have found, in
+The build is kept in build/asan. So is what they have learnt, in corpus/TARGET, and what they have found, in
 found/TARGET-*: put such an input into tests/fuzz/corpus/TARGET, and the tests try it in every run.
 Exit status: 0 when nothing was found, 1 when something was, 2 for wrong arguments.
 EOT
@@ -66,45 +67,60 @@ export_brew_paths
 if command -v brew >/dev/null; then
     PATH="$(brew --prefix llvm)/bin:$PATH"
 fi
-build="$repo/build/fuzz"
+build="$repo/build/asan"
 cd -- "$repo"
-cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz --target "${@/#/fuzz_}"
+cmake --preset asan >/dev/null
+cmake --build --preset asan --target "${@/#/fuzz_}"
 
 # The uploader looks for its configuration beside the program, and waits for the disk whenever it forgets a group.
 memory=/dev/shm
 [ -w "$memory" ] || memory="${TMPDIR:-/tmp}"
 work="$(mktemp -d "$memory/kxfuzz.XXXXXX")"
 trap 'rm -rf -- "$work"' EXIT
-mkdir -p "$build/found" "$work/home"
+mkdir -p "$build/found"
 
-# of_log <expression of sed>: what it finds in the log last
+# of_log <target> <expression of sed>: what it finds in the target's log last
 of_log() {
-    sed -n "s/$1/\\1/p" "$work/log" | tail -n 1
+    sed -n "s/$2/\\1/p" "$work/$1.log" | tail -n 1
 }
 
-# fuzz <target>: returns whether nothing was found
+# fuzz <target>: runs it
 fuzz() {
-    local target="$1" learnt="$build/corpus/$1" status=0
-    mkdir -p "$learnt"
-    cp "$build/tests/fuzz/fuzz_$target" "$work/fuzz_$target"
-    HOME="$work/home" TMPDIR="$work" LSAN_OPTIONS="suppressions='$repo/tests/lsan.supp':print_suppressions=0" \
-        "$work/fuzz_$target" -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
+    local target="$1" learnt="$build/corpus/$1" place="$work/$1"
+    mkdir -p "$learnt" "$place/home"
+    cp "$build/tests/fuzz/fuzz_$target" "$place/"
+    HOME="$place/home" TMPDIR="$place" LSAN_OPTIONS="suppressions='$repo/tests/lsan.supp':print_suppressions=0" \
+        "$place/fuzz_$target" -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
         -dict="$repo/tests/fuzz/$target.dict" -artifact_prefix="$build/found/$target-" \
-        "$learnt" "$repo/tests/fuzz/corpus/$target" >"$work/log" 2>&1 || status=$?
-    printf '%-14s %9s executions, %4s branches reached' "$target" "$(of_log '^stat::number_of_executed_units: *\(.*\)')" \
-        "$(of_log '.* cov: \([0-9]*\) .*')"
-    if [ "$status" -eq 0 ]; then
+        "$learnt" "$repo/tests/fuzz/corpus/$target" >"$work/$target.log" 2>&1
+}
+
+# report <target> <status of its run>
+report() {
+    printf '%-14s %9s executions, %4s branches reached' "$1" \
+        "$(of_log "$1" '^stat::number_of_executed_units: *\(.*\)')" "$(of_log "$1" '.* cov: \([0-9]*\) .*')"
+    if [ "$2" -eq 0 ]; then
         printf ', nothing found\n'
         return
     fi
-    printf ', FOUND something (status %s):\n' "$status"
-    grep -v -E '^#[0-9]+[[:space:]]+(NEW|REDUCE|pulse)' "$work/log" | tail -n 60
-    return 1
+    printf ', FOUND something (status %s):\n' "$2"
+    grep -v -E '^#[0-9]+[[:space:]]+(NEW|REDUCE|pulse)' "$work/$1.log" | tail -n 60
 }
 
 failed=0
-for target in "$@"; do
-    fuzz "$target" || failed=1
+cores="$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)"
+while [ $# -gt 0 ]; do
+    running=""
+    for target in "${@:1:$cores}"; do
+        fuzz "$target" &
+        running="$running $target:$!"
+    done
+    for entry in $running; do
+        status=0
+        wait "${entry#*:}" || status=$?
+        report "${entry%:*}" "$status"
+        [ "$status" -eq 0 ] || failed=1
+    done
+    shift "$(($# < cores ? $# : cores))"
 done
 exit "$failed"

@@ -46,14 +46,13 @@ dev | asan | coverage) ;;
 *) misuse "there is no preset '$preset', only dev, asan and coverage" ;;
 esac
 
-"$repo/scripts/setup.sh" build test
-export_brew_paths
-
+groups="build test"
 if [ "$preset" = asan ]; then
-    export ASAN_OPTIONS="halt_on_error=1:detect_stack_use_after_return=1"
-    export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1"
-    export LSAN_OPTIONS="suppressions='$repo/tests/lsan.supp':print_suppressions=0"
+    groups="$groups fuzz"
 fi
+# shellcheck disable=SC2086 # group names are words
+"$repo/scripts/setup.sh" $groups
+export_brew_paths
 
 cd -- "$repo"
 build="build/$preset"
@@ -71,8 +70,11 @@ cmake --build --preset "$preset"
 
 cores="$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)"
 if grep -q '^KX_TEST_NETWORKS:BOOL=ON$' "$build/CMakeCache.txt"; then
-    # They wait more than they compute.
+    # They wait more than they compute, though less so under sanitizers.
     jobs=$((cores * 4))
+    if [ "$preset" = asan ]; then
+        jobs=$((cores * 2))
+    fi
     echo "test.sh: $jobs tests at a time, each in a network of its own"
 else
     jobs="$cores"
