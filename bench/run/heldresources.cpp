@@ -12,7 +12,7 @@ struct Held
     ProcessResources many;
 };
 
-// Looks at the tool while the sink keeps it waiting for an answer.
+/// Looks at the tool while the sink keeps it waiting for an answer.
 Held runOnce(Bench &bench, const Installation &installation, const QStringList &files)
 {
     std::atomic<pid_t> tool{-1};

@@ -14,7 +14,7 @@ QString rateText(double bytesPerSecond)
     return QString::number(bytesPerSecond / kMiB, 'f', 0) + QStringLiteral(" MiB/s");
 }
 
-// Keeps the rate of the largest request of a run, which is the file and not the tool's own log.
+/// Keeps the rate of the largest request of a run, which is the file and not the tool's own log.
 class RateMeter
 {
 public:

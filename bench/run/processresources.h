@@ -12,5 +12,5 @@ struct ProcessResources
 /// Whether this system tells what another process holds (/proc).
 bool canCountResources();
 
-/// @throws std::runtime_error when the process is gone
+/// Throws std::runtime_error when the process is gone.
 ProcessResources countResources(pid_t pid);

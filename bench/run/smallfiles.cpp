@@ -5,10 +5,10 @@
 
 namespace {
 
-// A file system in memory, where Linux has it.
+/// A file system in memory, where Linux has it.
 constexpr char kMemoryFolder[] = "/dev/shm";
 
-// Seconds for each file.
+/// Seconds for each file.
 double timeTool(Bench &bench, const Installation &installation, const QStringList &files)
 {
     return (runUploads(bench, installation, files).wallSeconds - kPausesSeconds) / files.size();

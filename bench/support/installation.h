@@ -9,8 +9,8 @@
 class Installation
 {
 public:
-    /// Copies the program @p tool to where it runs from, in a new folder below @p parent.
-    /// @throws std::runtime_error when that fails
+    /// Copies the program \a tool to where it runs from, in a new folder below \a parent. Throws std::runtime_error
+    /// when that fails.
     explicit Installation(const QString &tool, const QString &parent = QDir::currentPath());
 
     /// The program, for runProcess().
@@ -18,11 +18,11 @@ public:
     /// All that a run gets of the environment: path, home and language.
     QStringList environment() const;
 
-    /// Path of a new file of @p size bytes, which take no room on the disk.
+    /// Path of a new file of \a size bytes, which take no room on the disk.
     QString addFile(const QString &name, long long size) const;
-    /// Paths of @p count new files of 4 KiB.
+    /// Paths of \a count new files of 4 KiB.
     QStringList addSmallFiles(int count) const;
-    /// Writes the tool's list: a user, and a group for each of @p files. The files may be missing.
+    /// Writes the tool's list: a user, and a group for each of \a files. The files may be missing.
     void writeList(const QStringList &files) const;
     /// How many files the list still holds.
     int listedFiles() const;

@@ -28,7 +28,7 @@ constexpr unsigned kLongestWriteUs = 500;
 /// A lock that was left empty costs the next run half a minute.
 constexpr int kTimeoutMs = 60000;
 
-/// When a run is killed: `delayUs` microseconds after the request of that number arrived, or after the start for 0; or
+/// When a run is killed: \a delayUs microseconds after the request of that number arrived, or after the start for 0; or
 /// after upload.ini was locked the next time behind that.
 struct Moment
 {

@@ -102,7 +102,7 @@ private:
         return names;
     }
 
-    /// What the service receives in a run that sends the files of `groups`.
+    /// What the service receives in a run that sends the files of \a groups.
     static QStringList namesOf(const QStringList &groups)
     {
         QStringList names;

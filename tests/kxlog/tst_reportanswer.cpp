@@ -28,7 +28,7 @@ private slots:
 
 namespace {
 
-/// The message that `log` logs when its one report is done, checked for where it says it comes from.
+/// The message that \a log logs when its one report is done, checked for where it says it comes from.
 QString answerText(const KxLog &log, const MessageCatcher &catcher)
 {
     if (!waitForNoManagers(log))

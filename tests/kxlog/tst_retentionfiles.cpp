@@ -26,7 +26,7 @@ namespace {
 
 const QDate kToday(2024, 5, 4);
 
-// Of a folder, for everyone.
+/// Of a folder, for everyone.
 constexpr QFile::Permissions kReadable =
     QFile::ReadOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther;
 constexpr QFile::Permissions kWritable = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;

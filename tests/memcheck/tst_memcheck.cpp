@@ -107,7 +107,7 @@ private slots:
     }
 
 private:
-    /// `forms` is the number of uploads, whose forms are all that may be left. Some may seem to be pointed at still.
+    /// \a forms is the number of uploads, whose forms are all that may be left. Some may seem to be pointed at still.
     static void check(const Sandbox &sandbox, const QStringList &arguments, int forms)
     {
         const QString report = sandbox.root() + QStringLiteral("/memcheck.txt");

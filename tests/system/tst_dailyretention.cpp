@@ -64,7 +64,7 @@ bool addFiles(const QString &directory, const QStringList &names)
     return added;
 }
 
-/// The files below `directory` but the tool's logs of today.
+/// The files below \a directory but the tool's logs of today.
 QStringList remaining(const QString &directory)
 {
     QStringList names = filesBelow(directory);

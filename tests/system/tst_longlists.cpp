@@ -13,7 +13,7 @@ QString fastFolder()
     return memory.isWritable() ? memory.filePath() : QString();
 }
 
-/// upload.ini with a user and `count` groups with the line `key`; short, since all of it is written `count` times.
+/// upload.ini with a user and \a count groups with the line \a key; short, since all of it is written \a count times.
 QByteArray longIni(int count, const QByteArray &key)
 {
     QByteArray ini = "[system]\nnickname=ann\n";

@@ -11,7 +11,7 @@ Q_DECLARE_METATYPE(Reply)
 
 namespace {
 
-/// Whether `process` has the file at `path` open; false where the system does not tell.
+/// Whether \a process has the file at \a path open; false where the system does not tell.
 bool hasOpen(qint64 process, const QString &path)
 {
     const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(process));

@@ -15,16 +15,16 @@ public:
 
     bool isConnected() const { return connected_; }
 
-    /// Sends all of `bytes`, blocking. Returns whether that worked.
+    /// Sends all of \a bytes, blocking. Returns whether that worked.
     bool send(const QByteArray &bytes);
-    /// Sends until nothing has been taken for `quietMs` milliseconds. Returns the number of bytes taken.
+    /// Sends until nothing has been taken for \a quietMs milliseconds. Returns the number of bytes taken.
     int sendUntilStuck(const QByteArray &bytes, int quietMs);
 
-    /// Receives until `count` bytes are there, the connection ends, or nothing has come for ten seconds.
+    /// Receives until \a count bytes are there, the connection ends, or nothing has come for ten seconds.
     QByteArray receive(int count);
     /// Receives one answer, as long as its Content-Length says; what is there if it ends before.
     QByteArray receiveAnswer();
-    /// Receives all that still comes. `End::Open` if nothing has come for `quietMs` milliseconds.
+    /// Receives all that still comes. End::Open if nothing has come for \a quietMs milliseconds.
     End receiveEnd(int quietMs = 10000);
 
 private:
@@ -36,7 +36,7 @@ private:
     QByteArray unread_;
 };
 
-/// The bytes of a POST request with `body`.
+/// The bytes of a POST request with \a body.
 QByteArray rawPost(const QByteArray &body, const QByteArray &path = QByteArrayLiteral("/"));
 /// What follows the head in the bytes of an answer.
 QByteArray bodyOf(const QByteArray &answer);

@@ -30,7 +30,7 @@ QProcessEnvironment toolEnvironment(const QString &home, const QMap<QString, QSt
     return environment;
 }
 
-/// The highest folder on the way to `path` that does not exist; empty when all do.
+/// The highest folder on the way to \a path that does not exist; empty when all do.
 QString firstMissing(const QString &path)
 {
     QString missing;

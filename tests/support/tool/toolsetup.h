@@ -41,8 +41,8 @@ QStringList recordLines(const LogRecords &log);
 /// Starts the tool by a bash script, in which "$0" is the tool and "$@" are its arguments.
 ToolOptions byShell(const QString &script);
 
-/// Starts the tool with the shared library at `library` loaded before all others (Linux only).
+/// Starts the tool with the shared library at \a library loaded before all others (Linux only).
 ToolOptions preloading(const QString &library);
 
-/// All files below `directory` as paths relative to it, sorted; hidden ones too.
+/// All files below \a directory as paths relative to it, sorted; hidden ones too.
 QStringList filesBelow(const QString &directory);

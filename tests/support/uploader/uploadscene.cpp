@@ -15,7 +15,7 @@
 
 namespace {
 
-// Opens an own log without letting it take the messages, which belong to the test.
+/// Opens an own log without letting it take the messages, which belong to the test.
 void openOwnLog(const QString &dir)
 {
     const QtMessageHandler before =

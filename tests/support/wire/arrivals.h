@@ -15,7 +15,7 @@ struct Arrival
     QByteArray bytes; ///< empty unless the server keeps bodies
 };
 
-/// The files that reached `server` whole, in order, repeats by Qt counted once. Needs BodyStore::Keep.
+/// The files that reached \a server whole, in order, repeats by Qt counted once. Needs BodyStore::Keep.
 QList<Arrival> arrivals(const ScriptedServer &server);
 
 /// Their names.

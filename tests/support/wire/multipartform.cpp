@@ -5,7 +5,7 @@ namespace {
 const char kLineEnd[] = "\r\n";
 const char kFormType[] = "multipart/form-data; boundary=";
 
-/// Fills `part` from the value of its Content-Disposition. Returns what is wrong with it.
+/// Fills \a part from the value of its Content-Disposition. Returns what is wrong with it.
 QString readDisposition(const QByteArray &value, FormPart &part)
 {
     const QByteArray start = QByteArrayLiteral("form-data; name=\"");
@@ -36,7 +36,7 @@ QString readHeader(const QByteArray &line, FormPart &part)
     return line.startsWith("Content-Disposition:") ? readDisposition(value, part) : QString();
 }
 
-/// Reads one part from `bytes`, which begin behind the boundary line and end before the next boundary.
+/// Reads one part from \a bytes, which begin behind the boundary line and end before the next boundary.
 QString readPart(const QByteArray &bytes, FormPart &part)
 {
     const int headEnd = bytes.indexOf("\r\n\r\n");

@@ -25,7 +25,7 @@ struct MultipartForm
     QString problem; ///< empty when the form is well-formed
 
     bool isWellFormed() const { return problem.isEmpty(); }
-    /// Body of the only part called `name`; null if there is none or more than one.
+    /// Body of the only part called \a name; null if there is none or more than one.
     QByteArray body(const QByteArray &name) const;
     /// The parts' names in order.
     QList<QByteArray> names() const;
@@ -34,7 +34,7 @@ struct MultipartForm
 MultipartForm parseForm(const RecordedRequest &request);
 MultipartForm parseForm(const QByteArray &contentType, const QByteArray &body);
 
-// The wire form of the log service's requests, put together without the code that sends them.
+/// The wire form of the log service's requests, put together without the code that sends them.
 
 /// The boundary that all requests have in common.
 QByteArray expectedBoundary();
@@ -42,9 +42,9 @@ QByteArray expectedBoundary();
 QByteArray expectedContentType();
 /// A part with a text, boundary line and final line end included.
 QByteArray expectedTextPart(const QByteArray &name, const QByteArray &text);
-/// The part with the file; `fileName` is sent as UTF-8.
+/// The part with the file; \a fileName is sent as UTF-8.
 QByteArray expectedFilePart(const QString &fileName, const QByteArray &fileBytes);
-/// The whole body made of `parts`.
+/// The whole body made of \a parts.
 QByteArray expectedForm(const QList<QByteArray> &parts);
 /// The whole body of a log upload: "room", "namespace" and the file.
 QByteArray expectedLogForm(const QString &room, const QString &nameSpace, const QString &fileName,
