@@ -42,8 +42,6 @@ struct Bench
 
 /// Path of a program of this build, by its file name.
 QString builtProgram(const QString &name);
-/// Path of the tool of this build.
-QString builtTool();
 /// Where log files go.
 QString logFileUrl();
 

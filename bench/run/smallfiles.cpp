@@ -39,12 +39,12 @@ void measureSmallFiles(Bench &bench)
 {
     compare(bench, 0.5,
             QStringLiteral("%1 small files, time per file (curl -F once per file)").arg(bench.plan.smallFiles),
-            Installation(builtTool()));
+            Installation());
 
     // The list is flushed to the disk after each file: without a disk there is left what the tool does by itself.
     const QString memory = QLatin1String(kMemoryFolder);
     if (QFileInfo(memory).isWritable()) {
         compare(bench, 0, QStringLiteral("the same in a file system in memory: without the flushes of the list"),
-                Installation(builtTool(), memory));
+                Installation(Sandbox::builtTool(), memory));
     }
 }

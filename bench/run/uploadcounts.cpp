@@ -60,7 +60,7 @@ void addGrowth(ResultTable &table, const Cost &middle, const Cost &most)
 
 void measureUploadCounts(Bench &bench)
 {
-    const Installation installation(builtTool());
+    const Installation installation;
     const QStringList files = installation.addSmallFiles(bench.plan.groupCounts.last());
     QVector<Cost> costs;
     for (const int groups : qAsConst(bench.plan.groupCounts)) {

@@ -1,5 +1,7 @@
+#include "support/server/scriptedserver.h"
 #include "support/tool/processfacts.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/endpoints.h"
 
 #include <QFile>
 #include <QTest>

@@ -1,5 +1,7 @@
 #include "damage.h"
-#include "support/tool/toolsetup.h"
+#include "support/tool/sandbox.h"
+#include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QDir>
 #include <QTest>

@@ -1,7 +1,7 @@
 #include "kxlog/logretention.h"
 #include "support/files/fileio.h"
 #include "support/files/folder.h"
-#include "support/process/unprivileged.h"
+#include "unprivileged.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -2,7 +2,9 @@
 
 #include "kxendpoints.h"
 #include "shownrequest.h"
+#include "support/server/scriptedserver.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/endpoints.h"
 
 #include <QSettings>
 #include <QUrl>

@@ -12,7 +12,7 @@ class QSettings;
 ///
 ///     Sandbox sandbox;
 ///     const QString log = sandbox.addFile(QStringLiteral("logs/log1.log"), "some text");
-/// ///     sandbox.writeIni([&](QSettings &ini) { ini.setValue(QStringLiteral("log1/path"), log); });
+///     sandbox.writeIni([&](QSettings &ini) { ini.setValue(QStringLiteral("log1/path"), log); });
 ///     const ToolResult result = sandbox.runTool({});
 ///     QVERIFY2(result.isSuccess(), result.describe());
 class Sandbox
@@ -62,8 +62,11 @@ public:
     /// Contents of the newest of them; null without one.
     QByteArray ownLogText() const;
 
-    /// Runs the tool to its end, blocking; killed after \a timeoutMs. Its environment holds PATH, HOME, LANG=C.UTF-8,
-    /// the additions of \a options, and of the caller's TZ, library paths and sanitizer options. It starts in root().
+    /// All that a run gets of the environment: PATH, HOME, LANG=C.UTF-8, and of the caller's TZ, library paths and
+    /// sanitizer options.
+    QProcessEnvironment environment() const;
+    /// Runs the tool to its end, blocking; killed after \a timeoutMs. It starts in root(), with environment() and the
+    /// additions of \a options.
     ToolResult runTool(const QStringList &arguments, int timeoutMs = 30000, const ToolOptions &options = {}) const;
     /// Starts the tool and returns; for tests that watch it or end it.
     std::unique_ptr<ToolRun> startTool(const QStringList &arguments, const ToolOptions &options = {}) const;

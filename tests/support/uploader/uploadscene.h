@@ -59,8 +59,3 @@ public:
     std::unique_ptr<MessageCatcher> messages;
     TestUploader uploader;
 };
-
-/// Path of the log service's endpoint \a endpoint, as in a request line.
-QByteArray servicePath(const char *endpoint);
-/// Path of the endpoint for SDK logs, likewise.
-QByteArray producerPath();
