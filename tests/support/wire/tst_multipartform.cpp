@@ -99,25 +99,20 @@ private slots:
     {
         QTest::addColumn<QByteArray>("body");
         const QByteArray disposition = "Content-Disposition: form-data; name=\"x\"";
-        QTest::newRow("empty") << QByteArray();
-        QTest::newRow("preamble") << crLf("hi\n--b\n" + disposition + "\n\ny\n--b--\n");
         QTest::newRow("epilogue") << crLf("--b\n" + disposition + "\n\ny\n--b--\nhi");
         QTest::newRow("no parts") << crLf("--b--\n");
-        QTest::newRow("bare line feeds") << QByteArray("--b\n" + disposition + "\n\ny\n--b--\n");
-        QTest::newRow("no end") << crLf("--b\n" + disposition + "\n\ny\n");
         QTest::newRow("end without its line end") << crLf("--b\n" + disposition + "\n\ny\n--b--");
-        QTest::newRow("another boundary") << crLf("--c\n" + disposition + "\n\ny\n--c--\n");
-        QTest::newRow("longer boundary") << crLf("--bb\n" + disposition + "\n\ny\n--bb--\n");
+        QTest::newRow("no end") << crLf("--b\n" + disposition + "\n\ny\n");
+        QTest::newRow("another boundary first") << crLf("--c\n" + disposition + "\n\ny\n--b--\n");
         QTest::newRow("no empty line") << crLf("--b\n" + disposition + "\ny\n--b--\n");
         QTest::newRow("no disposition") << crLf("--b\nContent-Type: image/png\n\ny\n--b--\n");
-        QTest::newRow("no name") << crLf("--b\nContent-Disposition: form-data\n\ny\n--b--\n");
-        QTest::newRow("empty name") << crLf("--b\nContent-Disposition: form-data; name=\"\"\n\ny\n--b--\n");
-        QTest::newRow("not form-data") << crLf("--b\nContent-Disposition: file; name=\"x\"\n\ny\n--b--\n");
+        QTest::newRow("not form-data") << crLf("--b\nContent-Disposition: form-file; name=\"x\"\n\ny\n--b--\n");
+        QTest::newRow("open name") << crLf("--b\nContent-Disposition: form-data; name=\"x\n\ny\n--b--\n");
         QTest::newRow("quote in the file name") << crLf("--b\n" + disposition + "; filename=\"a\"b\"\n\ny\n--b--\n");
-        QTest::newRow("open file name") << crLf("--b\n" + disposition + "; filename=\"a\n\ny\n--b--\n");
-        QTest::newRow("something else") << crLf("--b\n" + disposition + "; size=\"3\"\n\ny\n--b--\n");
+        QTest::newRow("something else") << crLf("--b\n" + disposition + "; fileName=\"a\"\n\ny\n--b--\n");
         QTest::newRow("header without a blank") << crLf("--b\n" + disposition + "\nA:b\n\ny\n--b--\n");
-        QTest::newRow("boundary in the body") << crLf("--b\n" + disposition + "\n\ny\n--b\ny\n--b--\n");
+        QTest::newRow("line feed in a header")
+            << crLf("--b\n" + disposition + "\nA: b\n\ny\n--b--\n").replace(": b", ": b\nc");
         QTest::newRow("boundary and more in the body") << crLf("--b\n" + disposition + "\n\ny\n--bc\ny\n--b--\n");
     }
     void reportsMalformedForms()
@@ -129,18 +124,16 @@ private slots:
     void reportsUnusableContentTypes_data()
     {
         QTest::addColumn<QByteArray>("contentType");
-        QTest::newRow("none") << QByteArray();
-        QTest::newRow("no form") << QByteArray("multipart/mixed; boundary=b");
-        QTest::newRow("no boundary") << QByteArray("multipart/form-data");
+        QTest::newRow("no form") << QByteArray("multipart/form-date; boundary=b");
         QTest::newRow("empty boundary") << QByteArray("multipart/form-data; boundary=");
         QTest::newRow("quoted boundary") << QByteArray("multipart/form-data; boundary=\"b\"");
     }
     void reportsUnusableContentTypes()
     {
         QFETCH(QByteArray, contentType);
-        const QByteArray body = crLf("--b\nContent-Disposition: form-data; name=\"x\"\n\ny\n--b--\n");
-        QVERIFY(parse(body).isWellFormed());
-        QVERIFY(!parseForm(contentType, body).isWellFormed());
+        const QByteArray delimiter = "--" + contentType.mid(contentType.indexOf('=') + 1);
+        const QByteArray part = crLf("\nContent-Disposition: form-data; name=\"x\"\n\ny\n");
+        QVERIFY(!parseForm(contentType, delimiter + part + delimiter + "--\r\n").isWellFormed());
     }
 
     void reportsIncompleteBodies()
