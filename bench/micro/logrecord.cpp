@@ -95,7 +95,7 @@ double secondsSince(std::chrono::steady_clock::time_point start)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// Until the message is logged and its report on its way: what the client waits for.
+/// Until the message is logged and its report on its way: what the client waits for.
 void markedWhileReporting(benchmark::State &state)
 {
     KxLog::instance()->startReport();
@@ -109,7 +109,7 @@ void markedWhileReporting(benchmark::State &state)
     KxLog::instance()->stopReport();
 }
 
-// Until the report is answered and everything about it released.
+/// Until the report is answered and everything about it released.
 void markedUntilAnswered(benchmark::State &state)
 {
     KxLog::instance()->startReport();

@@ -56,11 +56,6 @@ QString builtProgram(const QString &name)
     return QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
 }
 
-QString builtTool()
-{
-    return QStringLiteral(KX_TOOL_PATH);
-}
-
 QString logFileUrl()
 {
     return QLatin1String(kxendpoints::kLogServiceUrl) + QStringLiteral("/v1/logfile/upload");
@@ -72,13 +67,13 @@ Usage runSender(Bench &bench, const Installation &installation, const QStringLis
     // Whatever happens, the sink must not call an observer that is gone.
     const auto end = [](Sink *sink) { sink->endRun(); };
     const std::unique_ptr<Sink, decltype(end)> run(&bench.sink, end);
-    return runToSuccess(command, installation.environment(), watch.started);
+    return runToSuccess(command, installation.environment().toStringList(), watch.started);
 }
 
 Usage runUploads(Bench &bench, const Installation &installation, const QStringList &files, const Watch &watch)
 {
     installation.writeList(files);
-    const Usage usage = runSender(bench, installation, installation.command(), watch);
+    const Usage usage = runSender(bench, installation, {installation.toolPath()}, watch);
     const int uploads = bench.sink.requestCount() - 1;
     if (uploads != files.size() || installation.listedFiles() != 0) {
         throw std::runtime_error("of " + std::to_string(files.size()) + " files the tool sent " +

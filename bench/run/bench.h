@@ -42,8 +42,6 @@ struct Bench
 
 /// Path of a program of this build, by its file name.
 QString builtProgram(const QString &name);
-/// Path of the tool of this build.
-QString builtTool();
 /// Where log files go.
 QString logFileUrl();
 
@@ -57,17 +55,16 @@ struct Watch
     std::function<void(pid_t)> started; ///< the process id; may be empty
 };
 
-/// Runs a program that sends something to the sink.
-/// @throws std::runtime_error when it does not end with status 0
+/// Runs a program that sends something to the sink. Throws std::runtime_error when it does not end with status 0.
 Usage runSender(Bench &bench, const Installation &installation, const QStringList &command, const Watch &watch = {});
 
-/// Lists @p files, runs the tool once and makes sure that it has sent them, and its own log, and forgotten them.
-/// @throws std::runtime_error when not
+/// Lists \a files, runs the tool once and makes sure that it has sent them, and its own log, and forgotten them.
+/// Throws std::runtime_error when not.
 Usage runUploads(Bench &bench, const Installation &installation, const QStringList &files, const Watch &watch = {});
 
 /// curl's command for the form that the tool sends for a listed file.
 QStringList curlCommand(const QString &path);
 
-/// The peak of a process's memory.
-/// @throws std::runtime_error when it may be that of this program instead, see runProcess()
+/// The peak of a process's memory. Throws std::runtime_error when it may be that of this program instead, see
+/// runProcess().
 double measuredPeak(const Usage &usage);

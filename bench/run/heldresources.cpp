@@ -1,10 +1,26 @@
 #include "run/bench.h"
 #include "run/measurements.h"
-#include "run/processresources.h"
+#include "support/tool/processfacts.h"
 
 #include <atomic>
+#include <stdexcept>
 
 namespace {
+
+/// What a running process holds.
+struct ProcessResources
+{
+    int threads = 0;
+    int descriptors = 0;
+};
+
+ProcessResources countResources(pid_t process)
+{
+    const ProcessResources held{threadCount(process), descriptorCount(process)};
+    if (held.threads == 0 || held.descriptors == 0)
+        throw std::runtime_error("the tool cannot be looked at");
+    return held;
+}
 
 struct Held
 {
@@ -12,7 +28,7 @@ struct Held
     ProcessResources many;
 };
 
-// Looks at the tool while the sink keeps it waiting for an answer.
+/// Looks at the tool while the sink keeps it waiting for an answer.
 Held runOnce(Bench &bench, const Installation &installation, const QStringList &files)
 {
     std::atomic<pid_t> tool{-1};
@@ -35,12 +51,12 @@ void measureHeldResources(Bench &bench)
                              .arg(bench.plan.manyUploads)
                              .arg(bench.plan.fewUploads);
     const QString target = QStringLiteral("equal");
-    if (!canCountResources()) {
+    if (!knowsProcesses()) {
         bench.table.add({what, QStringLiteral("not measured on this system"), {}, {}, target, {}});
         return;
     }
 
-    const Installation installation(builtTool());
+    const Installation installation;
     const QStringList files = installation.addSmallFiles(bench.plan.manyUploads);
     ProcessResources few;
     ProcessResources many;

@@ -17,13 +17,13 @@ double timeStarts(int starts, const QString &program, const QStringList &environ
 
 void measureStart(Bench &bench)
 {
-    const Installation installation(builtTool());
-    const QStringList environment = installation.environment();
+    const Installation installation;
+    const QStringList environment = installation.environment().toStringList();
     // The first start of a day leaves the markers of the retention passes.
-    runToSuccess(installation.command(), environment);
+    runToSuccess({installation.toolPath()}, environment);
 
     const int starts = bench.plan.startsPerRound;
-    const QString program = installation.command().first();
+    const QString program = installation.toolPath();
     Samples ours;
     Samples peer;
     interleave(bench.plan.rounds,
@@ -35,7 +35,7 @@ void measureStart(Bench &bench)
 
 void measureOwnLogOnly(Bench &bench)
 {
-    const Installation installation(builtTool());
+    const Installation installation;
     const Installation restless(builtProgram(QStringLiteral("restlesstool")));
     Samples ours;
     Samples peer;

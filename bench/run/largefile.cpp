@@ -14,7 +14,7 @@ QString rateText(double bytesPerSecond)
     return QString::number(bytesPerSecond / kMiB, 'f', 0) + QStringLiteral(" MiB/s");
 }
 
-// Keeps the rate of the largest request of a run, which is the file and not the tool's own log.
+/// Keeps the rate of the largest request of a run, which is the file and not the tool's own log.
 class RateMeter
 {
 public:
@@ -44,9 +44,9 @@ private:
 
 void measureThroughput(Bench &bench)
 {
-    const Installation installation(builtTool());
+    const Installation installation;
     const long long size = bench.plan.throughputFileSize;
-    const QString file = installation.addFile(QStringLiteral("large.log"), size);
+    const QString file = installation.addSparseFile(QStringLiteral("large.log"), size);
     const auto rateOf = [&](const QStringList &command) {
         RateMeter meter;
         runSender(bench, installation, command, {meter.observer(), {}});
@@ -79,9 +79,9 @@ void measureThroughput(Bench &bench)
 
 void measureLargeFileMemory(Bench &bench)
 {
-    const Installation installation(builtTool());
-    const QString large = installation.addFile(QStringLiteral("large.log"), bench.plan.memoryFileSize);
-    const QString small = installation.addFile(QStringLiteral("small.log"), 1024);
+    const Installation installation;
+    const QString large = installation.addSparseFile(QStringLiteral("large.log"), bench.plan.memoryFileSize);
+    const QString small = installation.addSparseFile(QStringLiteral("small.log"), 1024);
     Samples ours;
     Samples peer;
     interleave(bench.plan.rounds, {[&] { ours.add(measuredPeak(runUploads(bench, installation, {large}))); },

@@ -12,7 +12,7 @@
 
 namespace {
 
-// Median seconds by the name of the benchmark.
+/// Median seconds by the name of the benchmark.
 QHash<QString, double> readMedians(const QString &path)
 {
     QFile file(path);

@@ -44,7 +44,7 @@ QString measurementNames()
     return names.join(QLatin1Char(' '));
 }
 
-// Measures what is called @p name, everything when it is empty.
+/// Measures what is called \a name, everything when it is empty.
 ResultTable measure(const Plan &plan, const QString &name)
 {
     const QUrl service(QLatin1String(kxendpoints::kLogServiceUrl));

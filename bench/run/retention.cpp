@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kOldOfFive = 4;
 
-// A folder of dated logs, four out of five of them old; every second one is a crash log.
+/// A folder of dated logs, four out of five of them old; every second one is a crash log.
 class LogFolder
 {
 public:

@@ -9,7 +9,7 @@ namespace {
 Usage runSkips(Bench &bench, const Installation &installation, const QStringList &missingFiles)
 {
     installation.writeList(missingFiles);
-    const Usage usage = runSender(bench, installation, installation.command());
+    const Usage usage = runSender(bench, installation, {installation.toolPath()});
     if (bench.sink.requestCount() != 1 || installation.listedFiles() != 0)
         throw std::runtime_error("the tool has not skipped all missing files");
     return usage;
@@ -19,7 +19,7 @@ Usage runSkips(Bench &bench, const Installation &installation, const QStringList
 
 void measureSkippedGroups(Bench &bench)
 {
-    const Installation installation(builtTool());
+    const Installation installation;
     QStringList missingFiles;
     for (int i = 0; i < bench.plan.skippedGroups; ++i)
         missingFiles += QStringLiteral("/nowhere/client_%1.log").arg(i, 5, 10, QLatin1Char('0'));

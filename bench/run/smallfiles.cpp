@@ -5,10 +5,10 @@
 
 namespace {
 
-// A file system in memory, where Linux has it.
+/// A file system in memory, where Linux has it.
 constexpr char kMemoryFolder[] = "/dev/shm";
 
-// Seconds for each file.
+/// Seconds for each file.
 double timeTool(Bench &bench, const Installation &installation, const QStringList &files)
 {
     return (runUploads(bench, installation, files).wallSeconds - kPausesSeconds) / files.size();
@@ -39,12 +39,12 @@ void measureSmallFiles(Bench &bench)
 {
     compare(bench, 0.5,
             QStringLiteral("%1 small files, time per file (curl -F once per file)").arg(bench.plan.smallFiles),
-            Installation(builtTool()));
+            Installation());
 
     // The list is flushed to the disk after each file: without a disk there is left what the tool does by itself.
     const QString memory = QLatin1String(kMemoryFolder);
     if (QFileInfo(memory).isWritable()) {
         compare(bench, 0, QStringLiteral("the same in a file system in memory: without the flushes of the list"),
-                Installation(builtTool(), memory));
+                Installation(Sandbox::builtTool(), memory));
     }
 }

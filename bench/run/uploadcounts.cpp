@@ -7,7 +7,7 @@ namespace {
 
 constexpr double kWatchdogSeconds = 300;
 
-// Cost of a run with a number of groups.
+/// Cost of a run with a number of groups.
 struct Cost
 {
     int groups = 0;
@@ -26,7 +26,7 @@ void addRow(ResultTable &table, const Cost &cost, const Cost &fewest)
          QString::number(perUpload / perFewest, 'f', 2) + QLatin1Char('x'), QString(), QString()});
 }
 
-// How the cost goes on. Each upload rewrites the list of those that are left: n groups take a * n + b * n^2 seconds.
+/// How the cost goes on. Each upload rewrites the list of those that are left: n groups take a * n + b * n^2 seconds.
 void addGrowth(ResultTable &table, const Cost &middle, const Cost &most)
 {
     const double distance = most.groups - middle.groups;
@@ -60,7 +60,7 @@ void addGrowth(ResultTable &table, const Cost &middle, const Cost &most)
 
 void measureUploadCounts(Bench &bench)
 {
-    const Installation installation(builtTool());
+    const Installation installation;
     const QStringList files = installation.addSmallFiles(bench.plan.groupCounts.last());
     QVector<Cost> costs;
     for (const int groups : qAsConst(bench.plan.groupCounts)) {

@@ -1,35 +1,25 @@
 #pragma once
 
-#include <QDir>
-#include <QString>
-#include <QStringList>
-#include <QTemporaryDir>
+#include "support/tool/sandbox.h"
 
-/// A throw-away installation of a build of the tool, with a home of its own.
-class Installation
+#include <QDir>
+
+/// A sandbox for measurements. What cannot be made throws std::runtime_error.
+class Installation : public Sandbox
 {
 public:
-    /// Copies the program @p tool to where it runs from, in a new folder below @p parent.
-    /// @throws std::runtime_error when that fails
-    explicit Installation(const QString &tool, const QString &parent = QDir::currentPath());
+    /// Installs the program \a tool in a new folder below \a parent.
+    explicit Installation(const QString &tool = builtTool(), const QString &parent = QDir::currentPath());
 
-    /// The program, for runProcess().
-    QStringList command() const { return {program_}; }
-    /// All that a run gets of the environment: path, home and language.
-    QStringList environment() const;
-
-    /// Path of a new file of @p size bytes, which take no room on the disk.
-    QString addFile(const QString &name, long long size) const;
-    /// Paths of @p count new files of 4 KiB.
+    /// Path of a new file of \a size bytes, which take no room on the disk.
+    QString addSparseFile(const QString &name, long long size) const;
+    /// Paths of \a count new files of 4 KiB.
     QStringList addSmallFiles(int count) const;
-    /// Writes the tool's list: a user, and a group for each of @p files. The files may be missing.
+    /// Writes the tool's list: a user, and a group for each of \a files. The files may be missing.
     void writeList(const QStringList &files) const;
     /// How many files the list still holds.
     int listedFiles() const;
 
 private:
-    QString listPath() const { return directory_.filePath(QStringLiteral("app/config/upload.ini")); }
-
-    QTemporaryDir directory_;
-    QString program_;
+    QString addLog(const QString &name, const QByteArray &bytes) const;
 };

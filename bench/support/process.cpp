@@ -14,7 +14,7 @@
 
 namespace {
 
-// As char pointers for the system, which does not change them; the list ends in a null pointer.
+/// As char pointers for the system, which does not change them; the list ends in a null pointer.
 class TextList
 {
 public:

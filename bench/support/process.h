@@ -17,12 +17,12 @@ struct Usage
     long long peakMemory = 0; ///< bytes resident
 };
 
-/// Starts @p command (program, then arguments) with exactly @p environment ("NAME=value"), both output streams thrown
+/// Starts \a command (program, then arguments) with exactly \a environment ("NAME=value"), both output streams thrown
 /// away, and waits for its end.
 ///
 /// The peak of the memory is at least that of the calling process, which the system counts until the program is loaded.
-/// @param started  told the process id before the wait; may be empty
-/// @throws std::runtime_error when the program cannot be started
+/// \a started, which may be empty, is told the process id before the wait. Throws std::runtime_error when the program
+/// cannot be started.
 Usage runProcess(const QStringList &command, const QStringList &environment,
                  const std::function<void(pid_t)> &started = {});
 

@@ -21,10 +21,10 @@ class ResultTable
 public:
     /// Adds a row and tells standard error.
     void add(const ResultRow &row);
-    /// Adds a row whose figures are compared: target is a ratio of at most @p limit.
-    /// @param limit  0 for a row without a target
+    /// Adds a row whose figures are compared: target is a ratio of at most \a limit, which is 0 for a row without a
+    /// target.
     void addAtMost(double limit, const QString &what, const QString &ours, const QString &peer, double ratio);
-    /// The same for a ratio of at least @p limit.
+    /// The same for a ratio of at least \a limit.
     void addAtLeast(double limit, const QString &what, const QString &ours, const QString &peer, double ratio);
 
     /// As a Markdown table with padded columns.

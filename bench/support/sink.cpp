@@ -97,7 +97,7 @@ void Sink::acceptConnection()
         connections_.emplace_back(descriptor);
 }
 
-// Returns false at the end of the connection.
+/// Returns false at the end of the connection.
 bool Sink::receive(SinkConnection &connection)
 {
     const ssize_t received = ::recv(connection.descriptor(), &buffer_[0], buffer_.size(), 0);

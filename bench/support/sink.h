@@ -24,14 +24,13 @@ public:
     /// Called on the sink's thread when a request is complete and its sender waits for the answer.
     using Observer = std::function<void(const SinkRequest &)>;
 
-    /// Listens on an IPv4 address of this machine.
-    /// @throws std::runtime_error when the port cannot be used
+    /// Listens on an IPv4 address of this machine. Throws std::runtime_error when the port cannot be used.
     Sink(const std::string &address, int port);
     ~Sink();
     Sink(const Sink &) = delete;
     Sink &operator=(const Sink &) = delete;
 
-    /// Counts requests from 1 again and tells @p observer about them until endRun().
+    /// Counts requests from 1 again and tells \a observer about them until endRun().
     void beginRun(Observer observer);
     void endRun();
     /// Requests since beginRun().

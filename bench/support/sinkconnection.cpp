@@ -14,7 +14,7 @@ constexpr char kHeadEnd[] = "\r\n\r\n";
 constexpr char kAnswer[] =
     "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 10\r\n\r\n{\"Code\":0}";
 
-// Value of a header field, lower case; empty when the head has none. The head is lower case, too.
+/// Value of a header field, lower case; empty when the head has none. The head is lower case, too.
 std::string fieldValue(const std::string &head, const std::string &name)
 {
     const std::string start = "\r\n" + name + ":";

@@ -17,8 +17,8 @@ public:
 
     int descriptor() const { return descriptor_; }
 
-    /// Takes up to @p size received bytes, none of them beyond the end of the request.
-    /// @return how many were taken; the rest belongs to the next request
+    /// Takes up to \a size received bytes, none of them beyond the end of the request. Returns how many were taken; the
+    /// rest belongs to the next request.
     std::size_t take(const char *data, std::size_t size);
     /// Whether a whole request was taken. answer() makes room for the next one.
     bool isComplete() const { return hasHead_ && missing_ == 0; }

@@ -2,6 +2,7 @@
 #include "support/tool/ownmounts.h"
 #include "support/tool/toolsetup.h"
 #include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QFile>
 #include <QSettings>

@@ -1,6 +1,7 @@
 #include "support/files/inifile.h"
 #include "support/tool/toolsetup.h"
 #include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
@@ -28,7 +29,7 @@ constexpr unsigned kLongestWriteUs = 500;
 /// A lock that was left empty costs the next run half a minute.
 constexpr int kTimeoutMs = 60000;
 
-/// When a run is killed: `delayUs` microseconds after the request of that number arrived, or after the start for 0; or
+/// When a run is killed: \a delayUs microseconds after the request of that number arrived, or after the start for 0; or
 /// after upload.ini was locked the next time behind that.
 struct Moment
 {

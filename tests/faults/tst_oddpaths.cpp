@@ -1,4 +1,6 @@
 #include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QDir>
 #include <QFile>

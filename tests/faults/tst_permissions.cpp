@@ -1,6 +1,7 @@
-#include "support/tool/otheruser.h"
+#include "otheruser.h"
 #include "support/tool/toolsetup.h"
 #include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,6 @@
 #include "support/tool/toolsetup.h"
 #include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QFile>
 #include <QTest>
@@ -46,7 +47,7 @@ private slots:
         QCOMPARE(sentFileNames(server),
                  (QStringList{QStringLiteral("a.log"), QStringLiteral("b.log"), QStringLiteral("own log")}));
         for (const RecordedRequest &request : server.requests())
-            QCOMPARE(request.path, QByteArray(kLogFilePath));
+            QCOMPARE(request.path, kLogFilePath);
         QTEST(sandbox.groups().contains(QStringLiteral("a")), "keepsGroup");
         QVERIFY(!sandbox.groups().contains(QStringLiteral("b")));
         QVERIFY(QFile::exists(log));

@@ -1,5 +1,6 @@
 #include "support/tool/toolsetup.h"
 #include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QFile>

@@ -1,6 +1,7 @@
 #include "support/process/waitfor.h"
 #include "support/tool/toolsetup.h"
 #include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QSettings>
 #include <QTest>
@@ -102,7 +103,7 @@ private:
         return names;
     }
 
-    /// What the service receives in a run that sends the files of `groups`.
+    /// What the service receives in a run that sends the files of \a groups.
     static QStringList namesOf(const QStringList &groups)
     {
         QStringList names;

@@ -1,6 +1,7 @@
 #include "support/process/waitfor.h"
 #include "support/tool/toolsetup.h"
 #include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QTest>
 

@@ -1,5 +1,7 @@
+#include "support/server/scriptedserver.h"
 #include "support/tool/processfacts.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/endpoints.h"
 
 #include <QFile>
 #include <QTest>
@@ -39,7 +41,7 @@ private slots:
     }
 
 private:
-    /// The tool's peak in KiB at the end of a run that sends a file of `bytes` bytes; -1 unless all went well.
+    /// The tool's peak in KiB at the end of a run that sends a file of \a bytes bytes; -1 unless all went well.
     static qint64 peakWhileSending(qint64 bytes)
     {
         const Sandbox sandbox;

@@ -15,7 +15,7 @@ constexpr qint64 kToleranceMs = 8000;
 /// Qt moves timers of such length to whole seconds, also to earlier ones.
 constexpr qint64 kEarlyMs = 1000;
 
-/// `text` tells the files of one sandbox from those of another.
+/// \a text tells the files of one sandbox from those of another.
 bool fillSandbox(const Sandbox &sandbox, const QByteArray &text)
 {
     return addUser(sandbox) && !addLog(sandbox, QStringLiteral("a"), text).isEmpty() &&

@@ -29,7 +29,7 @@ private:
     QTemporaryDir folder;
 };
 
-// The same as the product, written down the long way.
+/// The same as the product, written down the long way.
 int expectedInt(QString &text, const QString &marker, const QString &format)
 {
     if (!text.contains(marker))

@@ -5,7 +5,7 @@
 
 namespace {
 
-// A name of what the rules look at, which is found much later among all bytes.
+/// A name of what the rules look at, which is found much later among all bytes.
 QString spelled(const QByteArray &input)
 {
     static const QString letters = QStringLiteral("0123456789_012345.crash_dat -+Tz");
@@ -15,7 +15,7 @@ QString spelled(const QByteArray &input)
     return name;
 }
 
-// What the product did before it had a parser of its own.
+/// What the product did before it had a parser of its own.
 bool expectsExpired(const RetentionRule &rule, const QString &name, const QDate &today)
 {
     if (name.contains(QLatin1String("dat")) && name != dayMarkerName(rule, today))

@@ -65,7 +65,7 @@ QString groupOf(const QString &key)
     return key.section(QLatin1Char('/'), 0, 0);
 }
 
-/// Compares what is on disk with @p before; a key outside of the groups goes with the group of its name.
+/// Compares what is on disk with \a before; a key outside of the groups goes with the group of its name.
 void requireOnlyFinishedAreGone(const QStringList &before, const QStringList &finished)
 {
     const QStringList after = keysOnDisk();

@@ -26,5 +26,5 @@ struct FuzzTarget
 
 QList<FuzzTarget> fuzzTargets();
 
-/// Ends the process with @p message, unless @p holds.
+/// Ends the process with \a message, unless \a holds.
 void require(bool holds, const char *message);

@@ -1,12 +1,14 @@
 #include "damage.h"
-#include "support/tool/toolsetup.h"
+#include "support/tool/sandbox.h"
+#include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QDir>
 #include <QTest>
 
 namespace {
 
-/// Two logs to send, and @p damage between their groups.
+/// Two logs to send, and \a damage between their groups.
 QByteArray damagedIni(const Sandbox &sandbox, const QByteArray &damage)
 {
     const QByteArray first = sandbox.addFile(QStringLiteral("a.log"), "one").toUtf8();

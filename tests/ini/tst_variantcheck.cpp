@@ -24,7 +24,7 @@ bool isHarmless(const QByteArray &serialised, VariantForm form = VariantForm::Qt
     return isHarmlessVariant(bytes, form);
 }
 
-/// As settings objects write a list of @p value and of a list that says that it has @p count items, but has none.
+/// As settings objects write a list of \a value and of a list that says that it has \a count items, but has none.
 QByteArray listOf(const QVariant &value, quint32 count)
 {
     QByteArray bytes;

@@ -25,7 +25,7 @@ private:
     QString file_;
 };
 
-/// Whether `record` begins with "[time]" of a second between the two, both included, in seconds since the epoch.
+/// Whether \a record begins with "[time]" of a second between the two, both included, in seconds since the epoch.
 bool isStamped(const QByteArray &record, qint64 from, qint64 to);
 
 /// Length of "[time]".

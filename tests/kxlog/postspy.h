@@ -6,7 +6,6 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QPointer>
-#include <functional>
 
 /// One call of QNetworkAccessManager::post() with bytes.
 struct Posted
@@ -28,5 +27,4 @@ public:
     PostSpy &operator=(const PostSpy &) = delete;
 
     QList<Posted> posted;
-    std::function<void()> whenPosting; ///< called before each request is made, if set
 };

@@ -8,13 +8,13 @@
 /// Where reports go, whatever the host.
 constexpr quint16 kReportPort = 21999;
 
-/// Hands `message` to `log` as the message handler does, with fixed texts for its time, level and place.
+/// Hands \a message to \a log as the message handler does, with fixed texts for its time, level and place.
 inline void report(KxLog &log, const QString &message, QtMsgType type = QtDebugMsg)
 {
     log.reportLog(QStringLiteral("[time][Level]"), QStringLiteral("[f][1][g]"), message, type);
 }
 
-/// Waits until `log` has no request on its way any more. Returns false if it still has one after ten seconds.
+/// Waits until \a log has no request on its way any more. Returns false if it still has one after ten seconds.
 inline bool waitForNoManagers(const KxLog &log)
 {
     return waitFor([&log] { return log.findChildren<QNetworkAccessManager *>().isEmpty(); });

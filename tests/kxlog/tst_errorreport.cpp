@@ -24,10 +24,8 @@ private slots:
     void postsTheArgumentsOfLogError();
     void takesTheRoomFromAnySetter_data();
     void takesTheRoomFromAnySetter();
-    void keepsTheWholeType_data();
     void keepsTheWholeType();
     void addressesTheGateway();
-    void logsBeforeItPosts();
     void leavesNothingBehind();
     void reportsWhileReportingIsOn();
     void deletesTheReplyOfAFinishedRequest();
@@ -52,15 +50,10 @@ void TestErrorReport::logsACriticalReportMessage_data()
     QTest::addColumn<QString>("message");
     QTest::addColumn<QString>("text");
 
-    QTest::newRow("plain") << Q_INT64_C(7) << QStringLiteral("lost") << QStringLiteral("kx_log 7 \"lost\"");
-    QTest::newRow("negative") << Q_INT64_C(-7) << QStringLiteral("lost") << QStringLiteral("kx_log -7 \"lost\"");
     QTest::newRow("large") << std::numeric_limits<qint64>::max() << QStringLiteral("lost")
                            << QStringLiteral("kx_log 9223372036854775807 \"lost\"");
-    QTest::newRow("empty") << Q_INT64_C(0) << QString() << QStringLiteral("kx_log 0 \"\"");
-    QTest::newRow("to be escaped") << Q_INT64_C(1) << QStringLiteral("a \"b\"\nc\\d")
-                                   << QStringLiteral("kx_log 1 \"a \\\"b\\\"\\nc\\\\d\"");
-    QTest::newRow("beyond ASCII") << Q_INT64_C(1) << QString::fromUtf8("größe 大小")
-                                  << QString::fromUtf8("kx_log 1 \"größe 大小\"");
+    QTest::newRow("to be escaped") << Q_INT64_C(1) << QString::fromUtf8("ä \"大\"\nc\\d")
+                                   << QString::fromUtf8("kx_log 1 \"ä \\\"大\\\"\\nc\\\\d\"");
 }
 
 void TestErrorReport::logsACriticalReportMessage()
@@ -96,52 +89,16 @@ void TestErrorReport::postsTheDocument_data()
     QTest::addColumn<QByteArray>("middle");
     QTest::addColumn<QByteArray>("end");
 
-    const QString room = QStringLiteral("room");
-    const QString user = QStringLiteral("user");
-    const QString name = QStringLiteral("name");
-    const auto row = [](const char *rowName, const Action &introduce, const QByteArray &middle, const QByteArray &end) {
-        QTest::newRow(rowName) << introduce << middle << end;
-    };
-    const QByteArray withRole = QByteArrayLiteral("    \"role\": 3,\n");
-    const QByteArray withRoom = QByteArrayLiteral("    \"room_sdk_id\": \"room\",\n");
-    const QByteArray withUser = QByteArrayLiteral(",\n    \"user_id\": \"user\"");
-    const QByteArray withName = QByteArrayLiteral(",\n    \"username\": \"name\"");
-
-    row(
-        "nothing known", [](KxLog &) {}, "", "");
-    row(
-        "role 0", [](KxLog &log) { log.setLogInfo(QString(), QString(), 0); }, "    \"role\": 0,\n", "");
-    row(
-        "role -1", [](KxLog &log) { log.setLogInfo(QString(), QString(), -1); }, "", "");
-    // Every choice of the four that may be missing, by the bits of a number.
-    for (int known = 1; known < 16; ++known) {
-        const bool hasRoom = (known & 1) != 0;
-        const bool hasUser = (known & 2) != 0;
-        const bool hasRole = (known & 4) != 0;
-        const bool hasName = (known & 8) != 0;
-        QByteArray middle = hasRole ? withRole : QByteArray();
-        middle += hasRoom ? withRoom : QByteArray();
-        QByteArray end = hasUser ? withUser : QByteArray();
-        end += hasName ? withName : QByteArray();
-        row(
-            qPrintable(QStringLiteral("room %1, user %2, role %3, name %4")
-                           .arg(hasRoom)
-                           .arg(hasUser)
-                           .arg(hasRole)
-                           .arg(hasName)),
-            [=](KxLog &log) {
-                log.setLogInfo(hasRoom ? room : QString(), hasUser ? user : QString(), hasRole ? 3 : -1);
-                log.setUserName(hasName ? name : QString());
-            },
-            middle, end);
-    }
-    row(
-        "what only reports use",
-        [](KxLog &log) {
-            log.setUserId(QStringLiteral("not this user"));
-            log.setClientName(QStringLiteral("not this name"));
-        },
-        "", "");
+    QTest::newRow("nothing known") << Action([](KxLog &) {}) << QByteArray() << QByteArray();
+    QTest::newRow("everything known") << Action([](KxLog &log) {
+        log.setLogInfo(QStringLiteral("room"), QStringLiteral("user"), 0);
+        log.setUserName(QStringLiteral("name"));
+    }) << QByteArrayLiteral("    \"role\": 0,\n    \"room_sdk_id\": \"room\",\n")
+                                      << QByteArrayLiteral(",\n    \"user_id\": \"user\",\n    \"username\": \"name\"");
+    QTest::newRow("what only reports use") << Action([](KxLog &log) {
+        log.setUserId(QStringLiteral("not this user"));
+        log.setClientName(QStringLiteral("not this name"));
+    }) << QByteArray() << QByteArray();
 }
 
 void TestErrorReport::postsTheDocument()
@@ -212,25 +169,17 @@ void TestErrorReport::takesTheRoomFromAnySetter()
                                                              "}\n"));
 }
 
-void TestErrorReport::keepsTheWholeType_data()
-{
-    QTest::addColumn<long>("type");
-    QTest::newRow("0") << 0L;
-    QTest::newRow("smallest") << std::numeric_limits<long>::min();
-    QTest::newRow("largest") << std::numeric_limits<long>::max();
-    QTest::newRow("one less") << std::numeric_limits<long>::max() - 1;
-}
-
 void TestErrorReport::keepsTheWholeType()
 {
-    QFETCH(long, type);
     const MessageCatcher quiet;
     PostSpy spy;
     KxLog log;
+    // Rounded when it passes through a double.
+    const long type = std::numeric_limits<long>::max() - 1;
     log.kavriErrorLog(type, QString());
     QCOMPARE(spy.posted.size(), 1);
-    QVERIFY2(spy.posted.constFirst().body.endsWith("\n    \"type\": " + QByteArray::number(qlonglong(type)) + "\n}\n"),
-             spy.posted.constFirst().body.constData());
+    const QByteArray body = spy.posted.constFirst().body;
+    QVERIFY2(body.endsWith("\n    \"type\": " + QByteArray::number(qlonglong(type)) + "\n}\n"), body.constData());
 }
 
 void TestErrorReport::addressesTheGateway()
@@ -240,26 +189,12 @@ void TestErrorReport::addressesTheGateway()
     KxLog log;
     log.kavriErrorLog(1, QString());
     QCOMPARE(spy.posted.size(), 1);
-    const QNetworkRequest posted = spy.posted.constFirst().request;
-    for (const QNetworkRequest &request :
-         {posted, log.generateNewRequest(QStringLiteral("/logsys/client/v1/error/report"))}) {
-        QCOMPARE(request.url().toString(), gatewayUrl());
-        QCOMPARE(request.header(QNetworkRequest::ContentTypeHeader).toString(), QStringLiteral("application/json"));
-        QCOMPARE(request.rawHeaderList().size(), 1);
-    }
+    const QNetworkRequest request = spy.posted.constFirst().request;
+    QCOMPARE(request.url().toString(), gatewayUrl());
+    QCOMPARE(request.header(QNetworkRequest::ContentTypeHeader).toString(), QStringLiteral("application/json"));
+    QCOMPARE(request.rawHeaderList().size(), 1);
     QCOMPARE(log.generateNewRequest(QStringLiteral("/a b%")).url().path(QUrl::FullyEncoded),
              QStringLiteral("/a%20b%25"));
-}
-
-void TestErrorReport::logsBeforeItPosts()
-{
-    const MessageCatcher catcher;
-    PostSpy spy;
-    int messagesAtPost = -1;
-    spy.whenPosting = [&] { messagesAtPost = catcher.messages().size(); };
-    KxLog log;
-    log.kavriErrorLog(1, QString());
-    QCOMPARE(messagesAtPost, 1);
 }
 
 void TestErrorReport::leavesNothingBehind()
@@ -292,6 +227,7 @@ void TestErrorReport::reportsWhileReportingIsOn()
     QVERIFY(server.waitForRequests(1));
     QVERIFY(waitForNoManagers(*log));
 
+    // The message comes first, and its report with it.
     QCOMPARE(spy.posted.size(), 2);
     QCOMPARE(spy.posted.at(0).request.url().port(), static_cast<int>(kReportPort));
     QCOMPARE(spy.posted.at(1).request.url().toString(), gatewayUrl());

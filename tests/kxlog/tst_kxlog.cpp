@@ -58,7 +58,7 @@ QStringList fieldsOf(const OpenKxLog &log)
             QStringLiteral("hardwareInfo=") + log.hardwareInfo};
 }
 
-/// The fields of `after` that read otherwise in `before`.
+/// The fields of \a after that read otherwise in \a before.
 QStringList changes(const QStringList &before, const QStringList &after)
 {
     QStringList result;

@@ -38,7 +38,7 @@ private slots:
 
 namespace {
 
-/// Names that a log file in `path` may have when it was opened between the two seconds.
+/// Names that a log file in \a path may have when it was opened between the two seconds.
 QStringList namesBetween(const QString &path, qint64 from, qint64 to)
 {
     QStringList names;

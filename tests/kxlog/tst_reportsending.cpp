@@ -17,12 +17,10 @@ class TestReportSending : public QObject
 private slots:
     void sendsNothingWhileReportingIsOff();
     void sendsNothingForOrdinaryMessages();
-    void stopsReporting();
     void countsSecondsSinceConstruction();
     void postsBeforeItWritesTheLine();
     void takesAManagerForEachReport();
     void addressesTheReportApi();
-    void readsAddressesInTolerantMode();
 };
 
 namespace {
@@ -75,15 +73,6 @@ void TestReportSending::sendsNothingForOrdinaryMessages()
     QVERIFY(log.findChildren<QNetworkAccessManager *>().isEmpty());
     QCOMPARE(readFile(log.fileName()),
              QByteArrayLiteral("[time][Level][f][1][g]$#$1$#$ #$#2#$# $$1$$ @@2@@ \\n\r\n\n"));
-}
-
-void TestReportSending::stopsReporting()
-{
-    OpenKxLog log;
-    log.startReport();
-    log.stopReport();
-    report(log, QStringLiteral("kx_log"));
-    QVERIFY(log.findChildren<QNetworkAccessManager *>().isEmpty());
 }
 
 void TestReportSending::countsSecondsSinceConstruction()
@@ -144,20 +133,10 @@ void TestReportSending::takesAManagerForEachReport()
 void TestReportSending::addressesTheReportApi()
 {
     OpenKxLog log;
-    const QNetworkRequest request = log.generateRequest(QStringLiteral(":21999/log"));
-    QCOMPARE(request.url(), QUrl(QLatin1String(kxendpoints::kReportApiUrl) + QStringLiteral(":21999/log")));
-    QCOMPARE(request.url().port(), static_cast<int>(kReportPort));
-    QCOMPARE(request.url().path(), QStringLiteral("/log"));
-    QCOMPARE(request.header(QNetworkRequest::ContentTypeHeader).toString(), QStringLiteral("application/json"));
-    QCOMPARE(request.rawHeaderList().size(), 1);
-}
-
-void TestReportSending::readsAddressesInTolerantMode()
-{
-    OpenKxLog log;
-    const QNetworkRequest request = log.generateRequest(QStringLiteral(":21999/a b%"));
-    QVERIFY(request.url().isValid());
-    QCOMPARE(request.url().path(QUrl::FullyEncoded), QStringLiteral("/a%20b%25"));
+    const QUrl url = log.generateRequest(QStringLiteral(":21999/a b%")).url();
+    QVERIFY(url.isValid());
+    QCOMPARE(url.toString(QUrl::FullyEncoded),
+             QLatin1String(kxendpoints::kReportApiUrl) + QStringLiteral(":21999/a%20b%25"));
 }
 
 QTEST_GUILESS_MAIN(TestReportSending)

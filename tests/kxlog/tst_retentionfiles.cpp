@@ -1,7 +1,7 @@
 #include "kxlog/logretention.h"
 #include "support/files/fileio.h"
 #include "support/files/folder.h"
-#include "support/process/unprivileged.h"
+#include "unprivileged.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -26,7 +26,7 @@ namespace {
 
 const QDate kToday(2024, 5, 4);
 
-// Of a folder, for everyone.
+/// Of a folder, for everyone.
 constexpr QFile::Permissions kReadable =
     QFile::ReadOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther;
 constexpr QFile::Permissions kWritable = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;

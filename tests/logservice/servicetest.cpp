@@ -1,13 +1,13 @@
 #include "servicetest.h"
-
-#include "support/wire/wireform.h"
+#include "support/server/rawclient.h"
+#include "support/wire/endpoints.h"
+#include "support/wire/multipartform.h"
 
 #include <QtTest/QtTest>
 
 RawAnswer ServiceTest::upload(const QByteArray &fileName, const QByteArray &body)
 {
-    return ServiceClient::ask(service_->port(), wireform::post(wireform::logFilePath(), wireform::formType(),
-                                                               wireform::logForm(fileName, body)));
+    return RawClient::ask(service_->port(), ::post(kLogFilePath, formType(), logForm(fileName, body)));
 }
 
 void ServiceTest::init()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "serviceclient.h"
+#include "support/server/rawclient.h"
 #include "support/tool/logserviceprocess.h"
 
 #include <QtCore/QScopedPointer>

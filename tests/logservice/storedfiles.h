@@ -3,9 +3,6 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QStringList>
 
-/// The bytes of the file \a path, or a text that says that it cannot be opened.
-QByteArray contents(const QString &path);
-
 /// Everything below \a folder but the service's lock, as sorted relative paths of files and folders.
 QStringList tree(const QString &folder);
 

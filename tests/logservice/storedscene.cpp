@@ -1,13 +1,13 @@
 #include "storedscene.h"
 
+#include "support/files/fileio.h"
+
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 
 bool StoredScene::write(const QString &name, const QByteArray &bytes) const
 {
-    QFile file(path(name));
-    return QDir().mkpath(QFileInfo(file).path()) && file.open(QIODevice::WriteOnly) &&
-           file.write(bytes) == bytes.size();
+    return QDir().mkpath(QFileInfo(path(name)).path()) && writeFile(path(name), bytes);
 }
 
 bool StoredScene::addLog(const QString &id, const QByteArray &room, const QByteArray &fileName,

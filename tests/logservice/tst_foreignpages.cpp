@@ -1,10 +1,10 @@
 #include "servicetest.h"
 #include "storedfiles.h"
-#include "support/wire/wireform.h"
+#include "support/server/rawclient.h"
+#include "support/wire/endpoints.h"
+#include "support/wire/multipartform.h"
 
 #include <QtTest/QtTest>
-
-using namespace wireform;
 
 /// What a page of another site can make a browser on this machine ask for.
 class TestForeignPages : public ServiceTest
@@ -23,7 +23,7 @@ private slots:
 private:
     RawAnswer getWith(const QByteArray &headers, const QByteArray &target)
     {
-        return ServiceClient::ask(service().port(), "GET " + target + " HTTP/1.1\r\n" + headers + "\r\n");
+        return RawClient::ask(service().port(), "GET " + target + " HTTP/1.1\r\n" + headers + "\r\n");
     }
 };
 
@@ -81,9 +81,9 @@ void TestForeignPages::takesNothingFromPages()
     const QByteArray header = "Origin: " + origin + "\r\n";
     const QByteArray form = logForm("a.log", QByteArray(100000, 'x'));
     for (const RawAnswer &answer :
-         {ServiceClient::ask(service().port(), post(logFilePath(), formType(), form, header)),
-          ServiceClient::ask(service().port(), post(errorPath(), "application/json", "{}", header)),
-          ServiceClient::ask(service().reportPort(), post(reportPath(), "text/plain", "{}", header))}) {
+         {RawClient::ask(service().port(), post(kLogFilePath, formType(), form, header)),
+          RawClient::ask(service().port(), post(kErrorPath, "application/json", "{}", header)),
+          RawClient::ask(service().reportPort(), post(kReportPath, "text/plain", "{}", header))}) {
         QCOMPARE(answer.status, 403);
         QVERIFY(answer.head.contains("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
         QCOMPARE(answer.body, QByteArray("nothing is taken from the pages of a browser\n"));
@@ -94,10 +94,10 @@ void TestForeignPages::takesNothingFromPages()
 /// As tools send them, whatever name they were given.
 void TestForeignPages::takesUploadsUnderAnyName()
 {
-    QByteArray request = post(logFilePath(), formType(), logForm("a.log", "bytes"));
+    QByteArray request = post(kLogFilePath, formType(), logForm("a.log", "bytes"));
     QVERIFY(request.contains("Host: 127.0.0.1\r\n"));
     request.replace("Host: 127.0.0.1\r\n", "Host: logs.example.com:8700\r\n");
-    QCOMPARE(ServiceClient::ask(service().port(), request).status, 200);
+    QCOMPARE(RawClient::ask(service().port(), request).status, 200);
 }
 
 QTEST_GUILESS_MAIN(TestForeignPages)

@@ -1,13 +1,14 @@
 #include "servicetest.h"
 #include "storedfiles.h"
-#include "support/wire/wireform.h"
+#include "support/files/fileio.h"
+#include "support/server/rawclient.h"
+#include "support/wire/endpoints.h"
+#include "support/wire/multipartform.h"
 
 #include <QtNetwork/QHttpMultiPart>
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QNetworkReply>
 #include <QtTest/QtTest>
-
-using namespace wireform;
 
 namespace {
 
@@ -50,7 +51,7 @@ void TestLogService::storesWhatEachEndpointTakes_data()
                                                 {QStringLiteral("file.bin"), "bytes"}};
     const QByteArray logLine(" \"a.log\" 5 bytes from \"nickname-ann.userid-42.\" answered {\"Code\":0}, stored as ");
 
-    QTest::newRow("crash") << false << crashPath() << formType()
+    QTest::newRow("crash") << false << kCrashPath << formType()
                            << form({textPart("base", base), textPart("info", info), filePart("a.dmp", "bytes")})
                            << QStringLiteral("000001-crash")
                            << QMap<QString, QByteArray>{{QStringLiteral("base.json"), base},
@@ -58,26 +59,26 @@ void TestLogService::storesWhatEachEndpointTakes_data()
                                                         {QStringLiteral("file.bin"), "bytes"}}
                            << QByteArray(" crash \"a.dmp\" 5 bytes from \"42 ann\" answered {\"Code\":0}, stored as "
                                          "000001-crash\n");
-    QTest::newRow("logfile") << false << logFilePath() << formType() << logForm("a.log", "bytes")
+    QTest::newRow("logfile") << false << kLogFilePath << formType() << logForm("a.log", "bytes")
                              << QStringLiteral("000001-logfile") << logFiles
                              << " logfile" + logLine + "000001-logfile\n";
-    QTest::newRow("producer") << false << producerPath() << formType() << logForm("a.log", "bytes")
+    QTest::newRow("producer") << false << kProducerPath << formType() << logForm("a.log", "bytes")
                               << QStringLiteral("000001-producer") << logFiles
                               << " producer" + logLine + "000001-producer\n";
-    QTest::newRow("uploadrequest") << false << requestFilePath() << formType() << logForm("a.log", "bytes")
+    QTest::newRow("uploadrequest") << false << kRequestFilePath << formType() << logForm("a.log", "bytes")
                                    << QStringLiteral("000001-uploadrequest") << logFiles
                                    << " uploadrequest" + logLine + "000001-uploadrequest\n";
-    QTest::newRow("error") << false << errorPath() << QByteArray("application/json") << json
+    QTest::newRow("error") << false << kErrorPath << QByteArray("application/json") << json
                            << QStringLiteral("000001-error")
                            << QMap<QString, QByteArray>{{QStringLiteral("error.json"), json}}
                            << " error - " + QByteArray::number(json.size()) +
                                   " bytes from \"42\" answered {\"Code\":0}, stored as 000001-error\n";
-    QTest::newRow("report") << true << reportPath() << QByteArray("application/json") << json
+    QTest::newRow("report") << true << kReportPath << QByteArray("application/json") << json
                             << QStringLiteral("000001-report")
                             << QMap<QString, QByteArray>{{QStringLiteral("report.json"), json}}
                             << " report - " + QByteArray::number(json.size()) +
                                    " bytes from \"42 kx_error\" answered {\"Code\":0}, stored as 000001-report\n";
-    QTest::newRow("empty file") << false << logFilePath() << formType() << logForm("a.log", "")
+    QTest::newRow("empty file") << false << kLogFilePath << formType() << logForm("a.log", "")
                                 << QStringLiteral("000001-logfile")
                                 << QMap<QString, QByteArray>{{QStringLiteral("room.txt"), "nickname-ann.userid-42."},
                                                              {QStringLiteral("namespace.txt"), "demo"},
@@ -97,7 +98,7 @@ void TestLogService::storesWhatEachEndpointTakes()
     QFETCH(QByteArray, line);
 
     const RawAnswer answer =
-        ServiceClient::ask(isReport ? service().reportPort() : service().port(), post(path, contentType, body));
+        RawClient::ask(isReport ? service().reportPort() : service().port(), post(path, contentType, body));
     QCOMPARE(answer.status, 200);
     QCOMPARE(answer.body, QByteArray("{\"Code\":0}"));
     QVERIFY2(answer.head.contains("\r\nContent-Type: application/json\r\n"), answer.head.constData());
@@ -105,7 +106,7 @@ void TestLogService::storesWhatEachEndpointTakes()
     QStringList expected = {name, name + QStringLiteral("/upload.json")};
     for (auto file = files.cbegin(); file != files.cend(); ++file) {
         expected << name + QLatin1Char('/') + file.key();
-        QCOMPARE(contents(stored(expected.last())), file.value());
+        QCOMPARE(readFile(stored(expected.last())), file.value());
     }
     expected.sort();
     QCOMPARE(tree(folder()), expected);
@@ -115,18 +116,18 @@ void TestLogService::storesWhatEachEndpointTakes()
 void TestLogService::takesFormsOfTheNetworkModule()
 {
     QHttpMultiPart form(QHttpMultiPart::FormDataType);
-    form.setBoundary(boundary());
-    for (const Part &part :
-         {textPart("room", "nickname-ann."), textPart("namespace", ""), filePart("a\"b.log", "bytes")}) {
-        QHttpPart formPart;
-        formPart.setHeader(QNetworkRequest::ContentDispositionHeader, part.disposition);
-        if (!part.contentType.isEmpty())
-            formPart.setHeader(QNetworkRequest::ContentTypeHeader, part.contentType);
-        formPart.setBody(part.body);
-        form.append(formPart);
-    }
+    form.setBoundary(formBoundary());
+    const auto add = [&form](const char *disposition, const QByteArray &body) {
+        QHttpPart part;
+        part.setHeader(QNetworkRequest::ContentDispositionHeader, QLatin1String(disposition));
+        part.setBody(body);
+        form.append(part);
+    };
+    add("form-data; name=\"room\"", "nickname-ann.");
+    add("form-data; name=\"namespace\"", "");
+    add("form-data; name=\"file\"; filename=\"a\"b.log\"", "bytes");
     const QString url = QStringLiteral("http://127.0.0.1:%1%2").arg(service().port());
-    QNetworkRequest request(QUrl(url.arg(QString::fromLatin1(logFilePath()))));
+    QNetworkRequest request(QUrl(url.arg(QString::fromLatin1(kLogFilePath))));
     request.setHeader(QNetworkRequest::ContentTypeHeader, formType());
     QNetworkAccessManager manager;
     const QScopedPointer<QNetworkReply> reply(manager.post(request, &form));
@@ -134,7 +135,7 @@ void TestLogService::takesFormsOfTheNetworkModule()
     QCOMPARE(reply->error(), QNetworkReply::NoError);
     QCOMPARE(reply->readAll(), QByteArray("{\"Code\":0}"));
     QVERIFY(!reply->hasRawHeader("Content-Encoding"));
-    QCOMPARE(contents(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
+    QCOMPARE(readFile(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
     QVERIFY(service().waitForRequestLine(" logfile \"a\\\"b.log\" 5 bytes from \"nickname-ann.\" "));
 }
 
@@ -142,20 +143,20 @@ void TestLogService::describesAnUploadInItsIndex()
 {
     const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
     const QByteArray room("nickname-\"\xe6\x97\xa5\".");
-    QCOMPARE(ServiceClient::ask(service().port(), post(producerPath(), formType(),
-                                                       form({textPart("room", room), textPart("namespace", ""),
-                                                             filePart("x\x01y", "bytes")})))
+    QCOMPARE(RawClient::ask(service().port(), post(kProducerPath, formType(),
+                                                   form({textPart("room", room), textPart("namespace", ""),
+                                                         filePart("x\x01y", "bytes")})))
                  .status,
              200);
 
-    auto index = QJsonDocument::fromJson(contents(stored(QStringLiteral("000001-producer/upload.json")))).object();
+    auto index = QJsonDocument::fromJson(readFile(stored(QStringLiteral("000001-producer/upload.json")))).object();
     const auto time = QDateTime::fromString(index.take(QStringLiteral("time")).toString(), Qt::ISODate);
     QVERIFY(time.isValid());
     QVERIFY(time >= before);
     QVERIFY(time <= QDateTime::currentDateTimeUtc());
     const QJsonObject expected = {
         {QStringLiteral("kind"), QStringLiteral("producer")},
-        {QStringLiteral("path"), QString::fromLatin1(producerPath())},
+        {QStringLiteral("path"), QString::fromLatin1(kProducerPath)},
         {QStringLiteral("fileName"), QStringLiteral("x\x01y")},
         {QStringLiteral("size"), 5},
         {QStringLiteral("fields"),
@@ -166,8 +167,8 @@ void TestLogService::describesAnUploadInItsIndex()
 void TestLogService::describesAReportInItsIndex()
 {
     const QByteArray report(R"({"Level":2,"UserSid":"42"})");
-    QCOMPARE(ServiceClient::ask(service().reportPort(), post(reportPath(), "application/json", report)).status, 200);
-    auto index = QJsonDocument::fromJson(contents(stored(QStringLiteral("000001-report/upload.json")))).object();
+    QCOMPARE(RawClient::ask(service().reportPort(), post(kReportPath, "application/json", report)).status, 200);
+    auto index = QJsonDocument::fromJson(readFile(stored(QStringLiteral("000001-report/upload.json")))).object();
     index.remove(QStringLiteral("time"));
     const QJsonObject expected = {{QStringLiteral("kind"), QStringLiteral("report")},
                                   {QStringLiteral("path"), QStringLiteral("/log")},
@@ -181,7 +182,7 @@ void TestLogService::storesEveryByte()
 {
     const QByteArray bytes = mixedBytes(3 * 1024 * 1024 + 7);
     QCOMPARE(upload("a.log", bytes).status, 200);
-    QVERIFY(contents(stored(QStringLiteral("000001-logfile/file.bin"))) == bytes);
+    QVERIFY(readFile(stored(QStringLiteral("000001-logfile/file.bin"))) == bytes);
 }
 
 void TestLogService::neverUsesTheFileNameAsAPath_data()
@@ -213,8 +214,8 @@ void TestLogService::neverUsesTheFileNameAsAPath()
     LogServiceProcess service;
     QVERIFY(service.start(LogServiceProcess::onFreePorts(inner)));
 
-    const auto request = post(logFilePath(), formType(), logForm(fileName, "bytes"));
-    QCOMPARE(ServiceClient::ask(service.port(), request).status, 200);
+    const auto request = post(kLogFilePath, formType(), logForm(fileName, "bytes"));
+    QCOMPARE(RawClient::ask(service.port(), request).status, 200);
     QCOMPARE(service.stop(), 0);
 
     QStringList paths = tree(outer.path());
@@ -223,8 +224,8 @@ void TestLogService::neverUsesTheFileNameAsAPath()
     QCOMPARE(paths, QStringList({QStringLiteral("a"), QStringLiteral("a/b"), QStringLiteral("a/b/c"), upload,
                                  upload + QStringLiteral("/file.bin"), upload + QStringLiteral("/namespace.txt"),
                                  upload + QStringLiteral("/room.txt"), upload + QStringLiteral("/upload.json")}));
-    QCOMPARE(contents(outer.filePath(upload + QStringLiteral("/file.bin"))), QByteArray("bytes"));
-    const auto index = QJsonDocument::fromJson(contents(outer.filePath(upload + QStringLiteral("/upload.json"))));
+    QCOMPARE(readFile(outer.filePath(upload + QStringLiteral("/file.bin"))), QByteArray("bytes"));
+    const auto index = QJsonDocument::fromJson(readFile(outer.filePath(upload + QStringLiteral("/upload.json"))));
     QTEST(index.object().value(QStringLiteral("fileName")).toString(), "asText");
     QCOMPARE(service.requestLines().count('\n'), 1);
     QVERIFY(!service.requestLines().contains('\x1b'));
@@ -234,8 +235,8 @@ void TestLogService::storesDuplicatesAgain()
 {
     QCOMPARE(upload("a.log", "bytes").status, 200);
     QCOMPARE(upload("a.log", "bytes").status, 200);
-    QCOMPARE(contents(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
-    QCOMPARE(contents(stored(QStringLiteral("000002-logfile/file.bin"))), QByteArray("bytes"));
+    QCOMPARE(readFile(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
+    QCOMPARE(readFile(stored(QStringLiteral("000002-logfile/file.bin"))), QByteArray("bytes"));
 }
 
 void TestLogService::countsOnAfterARestart()
@@ -246,8 +247,8 @@ void TestLogService::countsOnAfterARestart()
     QVERIFY(service().start(LogServiceProcess::onFreePorts(folder())));
     QVERIFY(!QFile::exists(stored(QStringLiteral(".incoming-9"))));
     QCOMPARE(upload("a.log", "second").status, 200);
-    QCOMPARE(contents(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("first"));
-    QCOMPARE(contents(stored(QStringLiteral("000002-logfile/file.bin"))), QByteArray("second"));
+    QCOMPARE(readFile(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("first"));
+    QCOMPARE(readFile(stored(QStringLiteral("000002-logfile/file.bin"))), QByteArray("second"));
 }
 
 QTEST_GUILESS_MAIN(TestLogService)

@@ -1,10 +1,11 @@
 #include "servicetest.h"
 #include "storedfiles.h"
-#include "support/wire/wireform.h"
+#include "support/files/fileio.h"
+#include "support/server/rawclient.h"
+#include "support/wire/endpoints.h"
+#include "support/wire/multipartform.h"
 
 #include <QtTest/QtTest>
-
-using namespace wireform;
 
 namespace {
 
@@ -38,51 +39,51 @@ private slots:
 
 void TestLogServiceConnections::takesSeveralRequestsOnOneConnection()
 {
-    ServiceClient client(service().port());
+    RawClient client(service().port());
     for (int i = 0; i < 20; ++i) {
-        QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", mixedBytes(5000 * i)))));
-        const RawAnswer answer = client.readAnswer();
+        QVERIFY(client.send(post(kLogFilePath, formType(), logForm("a.log", mixedBytes(5000 * i)))));
+        const RawAnswer answer = client.receiveAnswer();
         QCOMPARE(answer.status, 200);
         QVERIFY(!answer.head.contains("Connection: close"));
     }
-    QCOMPARE(contents(stored(QStringLiteral("000020-logfile/file.bin"))), mixedBytes(5000 * 19));
+    QCOMPARE(readFile(stored(QStringLiteral("000020-logfile/file.bin"))), mixedBytes(5000 * 19));
 }
 
 void TestLogServiceConnections::endsTheConnectionWhenAsked()
 {
-    ServiceClient client(service().port());
-    QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", "bytes"), "Connection: close\r\n")));
-    const RawAnswer answer = client.readAnswer();
+    RawClient client(service().port());
+    QVERIFY(client.send(post(kLogFilePath, formType(), logForm("a.log", "bytes"), "Connection: close\r\n")));
+    const RawAnswer answer = client.receiveAnswer();
     QCOMPARE(answer.status, 200);
     QCOMPARE(answer.body, QByteArray("{\"Code\":0}"));
     QVERIFY(answer.head.contains("\r\nConnection: close\r\n"));
-    QVERIFY(client.waitForEnd());
+    QVERIFY(client.receiveEnd() != RawClient::End::Open);
 }
 
 void TestLogServiceConnections::takesChunkedBodies()
 {
-    QByteArray request = "POST " + logFilePath() + " HTTP/1.1\r\nHost: x\r\nContent-Type: " + formType() +
+    QByteArray request = "POST " + kLogFilePath + " HTTP/1.1\r\nHost: x\r\nContent-Type: " + formType() +
                          "\r\nTransfer-Encoding: chunked\r\n\r\n";
     const QByteArray body = logForm("a.log", "bytes");
     for (int i = 0; i < body.size(); i += 10) {
         const QByteArray chunk = body.mid(i, 10);
         request += QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n";
     }
-    QCOMPARE(ServiceClient::ask(service().port(), request + "0\r\n\r\n").status, 200);
-    QCOMPARE(contents(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
+    QCOMPARE(RawClient::ask(service().port(), request + "0\r\n\r\n").status, 200);
+    QCOMPARE(readFile(stored(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
 }
 
 void TestLogServiceConnections::serves64ClientsAtOnce()
 {
-    const QByteArray request = post(logFilePath(), formType(), logForm("a.log", "bytes"));
-    std::vector<std::unique_ptr<ServiceClient>> clients;
+    const QByteArray request = post(kLogFilePath, formType(), logForm("a.log", "bytes"));
+    std::vector<std::unique_ptr<RawClient>> clients;
     for (int i = 0; i < 64; ++i) {
-        clients.push_back(std::make_unique<ServiceClient>(service().port()));
+        clients.push_back(std::make_unique<RawClient>(service().port()));
         QVERIFY(clients.back()->send(request.left(request.size() - 20)));
     }
     for (auto client = clients.rbegin(); client != clients.rend(); ++client) {
         QVERIFY((*client)->send(request.right(20)));
-        QCOMPARE((*client)->readAnswer().status, 200);
+        QCOMPARE((*client)->receiveAnswer().status, 200);
     }
     QVERIFY(QFile::exists(stored(QStringLiteral("000064-logfile/upload.json"))));
 }
@@ -92,11 +93,11 @@ void TestLogServiceConnections::holdsNoFileInMemory_data()
     QTest::addColumn<QByteArray>("method");
     QTest::addColumn<QByteArray>("path");
     QTest::addColumn<int>("status");
-    QTest::newRow("taken") << QByteArray("POST") << logFilePath() << 200;
+    QTest::newRow("taken") << QByteArray("POST") << kLogFilePath << 200;
     QTest::newRow("unknown path") << QByteArray("POST") << QByteArray("/nope") << 404;
-    QTest::newRow("PUT") << QByteArray("PUT") << logFilePath() << 405;
-    QTest::newRow("PATCH") << QByteArray("PATCH") << logFilePath() << 405;
-    QTest::newRow("DELETE") << QByteArray("DELETE") << logFilePath() << 405;
+    QTest::newRow("PUT") << QByteArray("PUT") << kLogFilePath << 405;
+    QTest::newRow("PATCH") << QByteArray("PATCH") << kLogFilePath << 405;
+    QTest::newRow("DELETE") << QByteArray("DELETE") << kLogFilePath << 405;
 }
 
 void TestLogServiceConnections::holdsNoFileInMemory()
@@ -111,22 +112,22 @@ void TestLogServiceConnections::holdsNoFileInMemory()
     // The buffers of the two sockets hold a few megabytes of it at most.
     const QByteArray request =
         method + post(path, formType(), logForm("a.log", QByteArray(64 * kMegabyte, 'x'))).mid(4);
-    ServiceClient client(service().port());
+    RawClient client(service().port());
     QVERIFY(client.send(request.left(request.size() - 10)));
     const qint64 after = residentKilobytes(service().processId());
     QVERIFY2(after < before + 16 * 1024, QByteArray::number(after - before).constData());
 
     QVERIFY(client.send(request.right(10)));
-    QTEST(client.readAnswer().status, "status");
+    QTEST(client.receiveAnswer().status, "status");
 }
 
 void TestLogServiceConnections::abortedUploadLeavesNothing()
 {
-    const QByteArray request = post(logFilePath(), formType(), logForm("a.log", QByteArray(1000000, 'x')));
-    ServiceClient client(service().port());
+    const QByteArray request = post(kLogFilePath, formType(), logForm("a.log", QByteArray(1000000, 'x')));
+    RawClient client(service().port());
     QVERIFY(client.send(request.left(request.size() / 2)));
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(stored(QStringLiteral(".incoming-1/file.bin"))), kPatienceMs);
-    client.abort();
+    client.close();
     QVERIFY(service().waitForRequestLine("refused with 400: the body was cut off behind "));
     QVERIFY(service().requestLines().contains(" logfile \"a.log\" "));
     QCOMPARE(tree(folder()), QStringList());
@@ -137,8 +138,8 @@ void TestLogServiceConnections::abortedUploadLeavesNothing()
 
 void TestLogServiceConnections::endsAtOnceWhileAnUploadIsSilent()
 {
-    const QByteArray request = post(logFilePath(), formType(), logForm("a.log", QByteArray(1000000, 'x')));
-    ServiceClient client(service().port());
+    const QByteArray request = post(kLogFilePath, formType(), logForm("a.log", QByteArray(1000000, 'x')));
+    RawClient client(service().port());
     QVERIFY(client.send(request.left(request.size() / 2)));
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(stored(QStringLiteral(".incoming-1/file.bin"))), kPatienceMs);
     QElapsedTimer timer;

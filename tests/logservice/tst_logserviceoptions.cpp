@@ -1,13 +1,12 @@
-#include "serviceclient.h"
+#include "support/server/rawclient.h"
 #include "support/tool/logserviceprocess.h"
-#include "support/wire/wireform.h"
+#include "support/wire/endpoints.h"
+#include "support/wire/multipartform.h"
 
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
 #include <sys/stat.h>
-
-using namespace wireform;
 
 namespace {
 
@@ -20,7 +19,7 @@ const QString kAny = QStringLiteral("0");
 
 QByteArray logRequest()
 {
-    return post(logFilePath(), formType(), logForm("a.log", "bytes"));
+    return post(kLogFilePath, formType(), logForm("a.log", "bytes"));
 }
 
 } // namespace
@@ -122,10 +121,10 @@ void TestLogServiceOptions::listensOnTheGivenPorts()
         service.start({kPort, QString::number(port), kReportPort, QString::number(reportPort), kDir, folder.path()}));
     QCOMPARE(service.port(), port);
     QCOMPARE(service.reportPort(), reportPort);
-    QCOMPARE(ServiceClient::ask(port, logRequest()).status, 200);
-    QCOMPARE(ServiceClient::ask(reportPort, post(reportPath(), "application/json", "{}")).status, 200);
-    QCOMPARE(ServiceClient::ask(port, post(reportPath(), "application/json", "{}")).status, 404);
-    QCOMPARE(ServiceClient::ask(reportPort, logRequest()).status, 404);
+    QCOMPARE(RawClient::ask(port, logRequest()).status, 200);
+    QCOMPARE(RawClient::ask(reportPort, post(kReportPath, "application/json", "{}")).status, 200);
+    QCOMPARE(RawClient::ask(port, post(kReportPath, "application/json", "{}")).status, 404);
+    QCOMPARE(RawClient::ask(reportPort, logRequest()).status, 404);
 }
 
 void TestLogServiceOptions::leavesTheReportPortAlone()
@@ -137,7 +136,7 @@ void TestLogServiceOptions::leavesTheReportPortAlone()
     QVERIFY(
         service.start({kPort, kAny, kReportPort, QString::number(other.serverPort()), kNoReport, kDir, folder.path()}));
     QVERIFY2(service.readyLine().contains(" (no reports), "), service.readyLine().constData());
-    QCOMPARE(ServiceClient::ask(service.port(), logRequest()).status, 200);
+    QCOMPARE(RawClient::ask(service.port(), logRequest()).status, 200);
 }
 
 void TestLogServiceOptions::makesItsFolder()
@@ -146,7 +145,7 @@ void TestLogServiceOptions::makesItsFolder()
     const QString inner = folder.filePath(QStringLiteral("a/b c"));
     LogServiceProcess service;
     QVERIFY(service.start(LogServiceProcess::onFreePorts(inner)));
-    QCOMPARE(ServiceClient::ask(service.port(), logRequest()).status, 200);
+    QCOMPARE(RawClient::ask(service.port(), logRequest()).status, 200);
     QVERIFY(QFile::exists(inner + QStringLiteral("/000001-logfile/file.bin")));
 }
 
@@ -160,7 +159,7 @@ void TestLogServiceOptions::keepsUploadsFromOtherUsers()
     const bool isStarted = service.start(LogServiceProcess::onFreePorts(inner));
     ::umask(before);
     QVERIFY(isStarted);
-    QCOMPARE(ServiceClient::ask(service.port(), logRequest()).status, 200);
+    QCOMPARE(RawClient::ask(service.port(), logRequest()).status, 200);
     int files = 0;
     QStringList paths = {inner};
     QDirIterator found(inner, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
@@ -222,7 +221,7 @@ void TestLogServiceOptions::refusesATakenPort()
     QVERIFY2(error.contains("cannot listen on port " + taken.toLatin1()), error.constData());
     QCOMPARE(error.count('\n'), 1);
     QCOMPARE(second.requestLines(), QByteArray());
-    QCOMPARE(ServiceClient::ask(first.port(), logRequest()).status, 200);
+    QCOMPARE(RawClient::ask(first.port(), logRequest()).status, 200);
 }
 
 void TestLogServiceOptions::takesItsPortsAgainRightAfterAnEnd()
@@ -235,10 +234,10 @@ void TestLogServiceOptions::takesItsPortsAgainRightAfterAnEnd()
                                    kDir,        folder.path()};
     for (int i = 0; i < 3; ++i) {
         // The side that ends a connection first keeps its port waiting: here the service.
-        ServiceClient client(service.port());
-        QVERIFY(client.send(post(logFilePath(), formType(), logForm("a.log", "bytes"), "Connection: close\r\n")));
-        QCOMPARE(client.readAnswer().status, 200);
-        QVERIFY(client.waitForEnd());
+        RawClient client(service.port());
+        QVERIFY(client.send(post(kLogFilePath, formType(), logForm("a.log", "bytes"), "Connection: close\r\n")));
+        QCOMPARE(client.receiveAnswer().status, 200);
+        QVERIFY(client.receiveEnd() != RawClient::End::Open);
         QCOMPARE(service.stop(), 0);
         QVERIFY2(service.start(arguments), service.errorText().constData());
     }
@@ -260,8 +259,8 @@ void TestLogServiceOptions::answersTheGivenCode()
     QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path()) + QStringList({kCode, code})));
     const QByteArray expected = "{\"Code\":" + code.toLatin1() + "}";
     for (const RawAnswer &answer :
-         {ServiceClient::ask(service.port(), logRequest()),
-          ServiceClient::ask(service.reportPort(), post(reportPath(), "application/json", "{}"))}) {
+         {RawClient::ask(service.port(), logRequest()),
+          RawClient::ask(service.reportPort(), post(kReportPath, "application/json", "{}"))}) {
         QCOMPARE(answer.status, 200);
         QCOMPARE(answer.body, expected);
     }
@@ -276,8 +275,8 @@ void TestLogServiceOptions::discardsWithoutAFolder()
     LogServiceProcess service;
     QVERIFY(service.start(LogServiceProcess::onFreePorts(inner) + QStringList({QStringLiteral("--discard")})));
     QVERIFY2(service.readyLine().endsWith("), storing nothing\n"), service.readyLine().constData());
-    QCOMPARE(ServiceClient::ask(service.port(), logRequest()).body, QByteArray("{\"Code\":0}"));
-    QCOMPARE(ServiceClient::ask(service.port(), post(logFilePath(), formType(), "x")).status, 400);
+    QCOMPARE(RawClient::ask(service.port(), logRequest()).body, QByteArray("{\"Code\":0}"));
+    QCOMPARE(RawClient::ask(service.port(), post(kLogFilePath, formType(), "x")).status, 400);
     QVERIFY(service.waitForRequestLine(" logfile \"a.log\" 5 bytes from \"nickname-ann.userid-42.\" answered "
                                        "{\"Code\":0}\n"));
     QCOMPARE(service.stop(), 0);

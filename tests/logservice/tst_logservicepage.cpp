@@ -1,12 +1,13 @@
 #include "servicetest.h"
 #include "storedfiles.h"
-#include "support/wire/wireform.h"
+#include "support/files/fileio.h"
+#include "support/server/rawclient.h"
+#include "support/wire/endpoints.h"
+#include "support/wire/multipartform.h"
 
 #include <QtNetwork/QHostAddress>
 #include <QtNetwork/QNetworkInterface>
 #include <QtTest/QtTest>
-
-using namespace wireform;
 
 namespace {
 
@@ -50,10 +51,10 @@ private slots:
     void listensOnLoopbackOnly();
 
 private:
-    RawAnswer get(const QByteArray &target) { return ServiceClient::ask(service().port(), request("GET", target)); }
+    RawAnswer get(const QByteArray &target) { return RawClient::ask(service().port(), request("GET", target)); }
     RawAnswer post(const QByteArray &path, const QByteArray &type, const QByteArray &body)
     {
-        return ServiceClient::ask(service().port(), wireform::post(path, type, body));
+        return RawClient::ask(service().port(), ::post(path, type, body));
     }
 };
 
@@ -84,13 +85,13 @@ void TestLogServicePage::showsWhatEarlierRunsHaveLeft()
 void TestLogServicePage::showsHowToSendSomething()
 {
     QVERIFY(get("/").body.contains("file=@client.log http://127.0.0.1:" + QByteArray::number(service().port()) +
-                                   logFilePath() + "</code>"));
+                                   kLogFilePath + "</code>"));
 }
 
 void TestLogServicePage::filters()
 {
     QCOMPARE(upload("first.log", "bytes").status, 200);
-    QCOMPARE(post(producerPath(), formType(), logForm("second \xc3\xab+.log", "bytes")).status, 200);
+    QCOMPARE(post(kProducerPath, formType(), logForm("second \xc3\xab+.log", "bytes")).status, 200);
     QVERIFY(!get("/?kind=producer").body.contains("first.log"));
     QVERIFY(get("/?kind=producer&text=").body.contains("second"));
     QVERIFY(get("/?text=FIRST").body.contains("first.log"));
@@ -175,7 +176,7 @@ void TestLogServicePage::servesLargeFilesAsAWhole()
     QCOMPARE(upload("a.log", bytes).status, 200);
     QVERIFY(get("/uploads/000001-logfile/file").body == bytes);
     const RawAnswer ranged =
-        ServiceClient::ask(service().port(), request("GET", "/uploads/000001-logfile/file", "Range: bytes=5-9\r\n"));
+        RawClient::ask(service().port(), request("GET", "/uploads/000001-logfile/file", "Range: bytes=5-9\r\n"));
     QCOMPARE(ranged.status, 200);
     QVERIFY(ranged.body == bytes);
 }
@@ -198,7 +199,7 @@ void TestLogServicePage::offersDownloads()
 void TestLogServicePage::servesFieldsAndDocuments()
 {
     const QByteArray document = "{\"username\":\"<b>ann</b>\", \"type\":3}";
-    QCOMPARE(post(errorPath(), "application/json", document).status, 200);
+    QCOMPARE(post(kErrorPath, "application/json", document).status, 200);
     QCOMPARE(upload("a.log", "bytes").status, 200);
     const RawAnswer body = get("/uploads/000001-error/file");
     QCOMPARE(body.body, document);
@@ -206,7 +207,7 @@ void TestLogServicePage::servesFieldsAndDocuments()
     QVERIFY(get("/uploads/000001-error/file?download").head.contains("filename=\"000001-error.json\""));
 
     const RawAnswer fields = get("/uploads/000002-logfile/fields");
-    QCOMPARE(fields.body, contents(stored(QStringLiteral("000002-logfile/upload.json"))));
+    QCOMPARE(fields.body, readFile(stored(QStringLiteral("000002-logfile/upload.json"))));
     QVERIFY(fields.body.contains("\"room\": \"nickname-ann.userid-42.\""));
     QVERIFY(fields.head.contains("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
 }
@@ -223,23 +224,22 @@ void TestLogServicePage::answersHead()
 {
     QFETCH(QByteArray, target);
     QCOMPARE(upload("a.log", mixedBytes(100000)).status, 200);
-    ServiceClient client(service().port());
+    RawClient client(service().port());
     QVERIFY(client.send(request("HEAD", target)));
-    client.readHeads(1);
+    const QByteArray head = client.receiveHead();
+    QVERIFY2(head.startsWith("HTTP/1.1 200 OK\r\n"), head.constData());
     QVERIFY(client.send(request("GET", target)));
     // Nothing of a body comes between the two heads.
-    const QByteArray both = client.readHeads(2);
-    QCOMPARE(both.count("HTTP/1.1 200 OK\r\n"), 2);
-    const int end = both.indexOf("\r\n\r\n");
-    QCOMPARE(both.mid(end + 4, 9), QByteArray("HTTP/1.1 "));
-    const auto sorted = [](QByteArray head) {
-        QList<QByteArray> lines = head.split('\n');
+    const QByteArray next = client.receiveHead();
+    QVERIFY2(next.startsWith("HTTP/1.1 200 OK\r\n"), next.constData());
+    const auto sorted = [](const QByteArray &text) {
+        QList<QByteArray> lines = text.split('\n');
         std::sort(lines.begin(), lines.end());
         for (auto line = lines.begin(); line != lines.end();)
             line = line->startsWith("Keep-Alive") || line->trimmed().isEmpty() ? lines.erase(line) : line + 1;
         return lines;
     };
-    QCOMPARE(sorted(both.left(end + 2)), sorted(both.mid(end + 4)));
+    QCOMPARE(sorted(head), sorted(next));
 }
 
 void TestLogServicePage::findsNothingElse_data()
@@ -313,7 +313,7 @@ void TestLogServicePage::takesOnlyGetAndPostWhereItDid_data()
     QTest::newRow("POST of the page") << QByteArray("POST /") << 404;
     QTest::newRow("DELETE of an upload") << QByteArray("DELETE /uploads/000001-logfile/file") << 404;
     QTest::newRow("PUT of an upload") << QByteArray("PUT /uploads/000001-logfile/file") << 404;
-    QTest::newRow("GET of an endpoint") << "GET " + logFilePath() << 405;
+    QTest::newRow("GET of an endpoint") << "GET " + kLogFilePath << 405;
 }
 
 void TestLogServicePage::takesOnlyGetAndPostWhereItDid()
@@ -322,8 +322,7 @@ void TestLogServicePage::takesOnlyGetAndPostWhereItDid()
     QCOMPARE(upload("a.log", "bytes").status, 200);
     const QByteArray headers = start.startsWith("GET") ? QByteArray() : QByteArray("Content-Length: 0\r\n");
     const int blank = start.indexOf(' ');
-    QTEST(ServiceClient::ask(service().port(), request(start.left(blank), start.mid(blank + 1), headers)).status,
-          "status");
+    QTEST(RawClient::ask(service().port(), request(start.left(blank), start.mid(blank + 1), headers)).status, "status");
     QCOMPARE(get("/uploads/000001-logfile/file").body, QByteArray("bytes"));
 }
 
@@ -332,29 +331,29 @@ void TestLogServicePage::endsTheConnectionBehindAGetWithABody()
     QCOMPARE(upload("a.log", "bytes").status, 200);
     for (const char *target : {"/", "/style.css", "/uploads/000001-logfile/file"}) {
         const QByteArray inner = request("GET", "/nope");
-        ServiceClient client(service().port());
+        RawClient client(service().port());
         client.send(request("GET", target, "Content-Length: " + QByteArray::number(inner.size()) + "\r\n") + inner);
-        const RawAnswer answer = client.readAnswer();
+        const RawAnswer answer = client.receiveAnswer();
         QCOMPARE(answer.status, 200);
         QVERIFY2(answer.head.contains("\r\nConnection: close\r\n"), answer.head.constData());
-        QCOMPARE(client.readAnswer().status, 0);
-        QVERIFY(client.waitForEnd());
+        QCOMPARE(client.receiveAnswer().status, 0);
+        QVERIFY(client.receiveEnd() != RawClient::End::Open);
     }
 }
 
 void TestLogServicePage::keepsTheConnectionOpenOtherwise()
 {
     QCOMPARE(upload("a.log", "bytes").status, 200);
-    ServiceClient client(service().port());
+    RawClient client(service().port());
     for (const char *target : {"/", "/style.css", "/uploads/000001-logfile/file", "/?text=x"}) {
         QVERIFY(client.send(request("GET", target)));
-        QCOMPARE(client.readAnswer().status, 200);
+        QCOMPARE(client.receiveAnswer().status, 200);
     }
 }
 
 void TestLogServicePage::hasNoPageOnTheReportPort()
 {
-    QCOMPARE(ServiceClient::ask(service().reportPort(), request("GET", "/")).status, 404);
+    QCOMPARE(RawClient::ask(service().reportPort(), request("GET", "/")).status, 404);
 }
 
 void TestLogServicePage::saysThatItStoresNothing()

@@ -1,10 +1,9 @@
-#include "serviceclient.h"
+#include "support/server/rawclient.h"
 #include "support/tool/logserviceprocess.h"
-#include "support/wire/wireform.h"
+#include "support/wire/endpoints.h"
+#include "support/wire/multipartform.h"
 
 #include <QtTest/QtTest>
-
-using namespace wireform;
 
 namespace {
 
@@ -39,7 +38,7 @@ private slots:
     void survivesBrokenHttp();
 
 private:
-    RawAnswer ask(const QByteArray &request) { return ServiceClient::ask(service_.port(), request); }
+    RawAnswer ask(const QByteArray &request) { return RawClient::ask(service_.port(), request); }
 
     QTemporaryDir folder_;
     LogServiceProcess service_;
@@ -60,7 +59,7 @@ void TestLogServiceRefusals::cleanupTestCase()
 /// Nothing of a refused request is stored, and the next good one is.
 void TestLogServiceRefusals::cleanup()
 {
-    QCOMPARE(ask(post(logFilePath(), formType(), logForm("good.log", "bytes"))).status, 200);
+    QCOMPARE(ask(post(kLogFilePath, formType(), logForm("good.log", "bytes"))).status, 200);
     ++taken_;
     const auto names =
         QDir(folder_.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
@@ -76,12 +75,12 @@ void TestLogServiceRefusals::refusesMalformedForms_data()
     QTest::addColumn<QByteArray>("reason");
 
     const QByteArray good = logForm("a.log", "bytes");
-    const Part room = textPart("room", "nickname-ann.");
-    const Part space = textPart("namespace", "demo");
-    const Part file = filePart("a.log", "bytes");
+    const QByteArray room = textPart("room", "nickname-ann.");
+    const QByteArray space = textPart("namespace", "demo");
+    const QByteArray file = filePart("a.log", "bytes");
     const auto add = [](const char *row, const QByteArray &contentType, const QByteArray &body,
                         const QByteArray &reason) {
-        QTest::newRow(row) << logFilePath() << contentType << body << reason;
+        QTest::newRow(row) << kLogFilePath << contentType << body << reason;
     };
     add("no multipart", "text/plain", good, "the content type is \"text/plain\", not multipart/form-data");
     add("no content type", "", good, "the content type is \"\", not multipart/form-data");
@@ -90,7 +89,7 @@ void TestLogServiceRefusals::refusesMalformedForms_data()
     add("other boundary", "multipart/form-data; boundary=other", good,
         "the form does not begin with the boundary that the content type names");
     add("empty body", formType(), "", "the form ends before its closing boundary");
-    add("no part", formType(), "--" + boundary() + "--\r\n", "the form has no part \"room\"");
+    add("no part", formType(), "--" + formBoundary() + "--\r\n", "the form has no part \"room\"");
     add("no room", formType(), form({space, file}), "the part \"namespace\" comes where \"room\" has to be");
     add("no namespace", formType(), form({room, file}), "the part \"file\" comes where \"namespace\" has to be");
     add("no file", formType(), form({room, space}), "the form has no part \"file\"");
@@ -102,13 +101,14 @@ void TestLogServiceRefusals::refusesMalformedForms_data()
     add("other order", formType(), form({space, room, file}), "the part \"namespace\" comes where \"room\" has to be");
     add("file without file name", formType(), form({room, space, textPart("file", "bytes")}),
         "the part \"file\" has no file name");
-    add("text with file name", formType(), form({{"form-data; name=\"room\"; filename=\"x\"", "y"}, space, file}),
+    add("text with file name", formType(),
+        form({formPart("form-data; name=\"room\"; filename=\"x\"", "y"), space, file}),
         "the part \"room\" has a file name but is no file");
-    add("part without name", formType(), form({{"form-data", "y"}, space, file}),
+    add("part without name", formType(), form({formPart("form-data", "y"), space, file}),
         "a part has the malformed Content-Disposition \"form-data\"");
     add("file name with a line end", formType(), form({room, space, filePart("a\r\nb", "bytes")}),
         "a part has the malformed Content-Disposition \"form-data; name=\\\"file\\\"; filename=\\\"a\"");
-    add("no closing boundary", formType(), good.left(good.size() - boundary().size() - 6),
+    add("no closing boundary", formType(), good.left(good.size() - formBoundary().size() - 6),
         "the form ends before its closing boundary");
     add("closing boundary without its dashes", formType(), good.left(good.size() - 4) + "\r\n",
         "the form ends before its closing boundary");
@@ -116,20 +116,20 @@ void TestLogServiceRefusals::refusesMalformedForms_data()
     add("text part too long", formType(), form({textPart("room", QByteArray(9000000, 'x')), space, file}),
         "the part \"room\" is longer than 8388608 bytes");
 
-    const Part base = textPart("base", "{}");
-    const Part info = textPart("info", "{\"info\":[]}");
-    const auto addCrash = [](const char *row, const QVector<Part> &parts, const QByteArray &reason) {
-        QTest::newRow(row) << crashPath() << formType() << form(parts) << reason;
+    const QByteArray base = textPart("base", "{}");
+    const QByteArray info = textPart("info", "{\"info\":[]}");
+    const auto addCrash = [](const char *row, const QList<QByteArray> &parts, const QByteArray &reason) {
+        QTest::newRow(row) << kCrashPath << formType() << form(parts) << reason;
     };
     addCrash("crash with a log's parts", {room, space, file}, "the part \"room\" is unknown here");
     addCrash("crash without info", {base, file}, "the part \"file\" comes where \"info\" has to be");
     addCrash("crash with text as base", {textPart("base", "x"), info, file}, "the part \"base\" is not a JSON object");
     addCrash("crash with an array as info", {base, textPart("info", "[]"), file},
              "the part \"info\" is not a JSON object");
-    for (const QByteArray &path : {crashPath(), producerPath(), requestFilePath()})
+    for (const QByteArray &path : {kCrashPath, kProducerPath, kRequestFilePath})
         QTest::newRow("no file, " + path)
             << path << formType() << form({})
-            << QByteArray("the form has no part \"") + (path == crashPath() ? "base" : "room") + "\"";
+            << QByteArray("the form has no part \"") + (path == kCrashPath ? "base" : "room") + "\"";
 }
 
 void TestLogServiceRefusals::refusesMalformedForms()
@@ -165,8 +165,8 @@ void TestLogServiceRefusals::refusesMalformedJson()
 {
     QFETCH(QByteArray, body);
     for (const RawAnswer &answer :
-         {ask(post(errorPath(), "application/json", body)),
-          ServiceClient::ask(service_.reportPort(), post(reportPath(), "application/json", body))}) {
+         {ask(post(kErrorPath, "application/json", body)),
+          RawClient::ask(service_.reportPort(), post(kReportPath, "application/json", body))}) {
         QCOMPARE(answer.body, QByteArray("the body is not a JSON object\n"));
         QCOMPARE(answer.status, 400);
     }
@@ -179,16 +179,16 @@ void TestLogServiceRefusals::refusesStrayRequests_data()
     const QByteArray form = logForm("a.log", QByteArray(100000, 'x'));
     QTest::newRow("unknown path") << post("/nope", formType(), form) << 404;
     QTest::newRow("root") << post("/", formType(), form) << 404;
-    QTest::newRow("slash behind") << post(logFilePath() + "/", formType(), form) << 404;
-    QTest::newRow("longer path") << post(logFilePath() + "/x", formType(), form) << 404;
+    QTest::newRow("slash behind") << post(kLogFilePath + "/", formType(), form) << 404;
+    QTest::newRow("longer path") << post(kLogFilePath + "/x", formType(), form) << 404;
     QTest::newRow("line end in the path") << post("/a%0Ab", formType(), form) << 404;
     QTest::newRow("long path") << post("/" + QByteArray(8000, 'x'), formType(), form) << 404;
     QTest::newRow("unknown path without body") << requestHead("GET", "/nope", "") << 404;
-    QTest::newRow("GET") << requestHead("GET", logFilePath(), "") << 405;
-    QTest::newRow("PUT") << "PUT" + post(logFilePath(), formType(), form).mid(4) << 405;
-    QTest::newRow("PATCH") << "PATCH" + post(logFilePath(), formType(), form).mid(4) << 405;
-    QTest::newRow("DELETE") << "DELETE" + post(logFilePath(), formType(), form).mid(4) << 405;
-    QTest::newRow("DELETE without body") << requestHead("DELETE", logFilePath(), "") << 405;
+    QTest::newRow("GET") << requestHead("GET", kLogFilePath, "") << 405;
+    QTest::newRow("PUT") << "PUT" + post(kLogFilePath, formType(), form).mid(4) << 405;
+    QTest::newRow("PATCH") << "PATCH" + post(kLogFilePath, formType(), form).mid(4) << 405;
+    QTest::newRow("DELETE") << "DELETE" + post(kLogFilePath, formType(), form).mid(4) << 405;
+    QTest::newRow("DELETE without body") << requestHead("DELETE", kLogFilePath, "") << 405;
     QTest::newRow("OPTIONS") << requestHead("OPTIONS", "*", "") << 404;
 }
 
@@ -221,10 +221,10 @@ void TestLogServiceRefusals::refusesUnreadableBodies()
     QFETCH(QByteArray, headers);
     QFETCH(int, status);
     const QByteArray type = "Content-Type: " + formType() + "\r\n";
-    ServiceClient client(service_.port());
-    QVERIFY(client.send(requestHead("POST", logFilePath(), type + headers)));
-    QCOMPARE(client.readAnswer().status, status);
-    QVERIFY(client.waitForEnd());
+    RawClient client(service_.port());
+    QVERIFY(client.send(requestHead("POST", kLogFilePath, type + headers)));
+    QCOMPARE(client.receiveAnswer().status, status);
+    QVERIFY(client.receiveEnd() != RawClient::End::Open);
 }
 
 void TestLogServiceRefusals::refusesAFormLongerThanItsDeclaredLength()
@@ -232,24 +232,24 @@ void TestLogServiceRefusals::refusesAFormLongerThanItsDeclaredLength()
     const QByteArray form = logForm("a.log", "bytes");
     const QByteArray headers =
         "Content-Type: " + formType() + "\r\nContent-Length: " + QByteArray::number(form.size() - 20) + "\r\n";
-    ServiceClient client(service_.port());
-    QVERIFY(client.send(requestHead("POST", logFilePath(), headers) + form.left(form.size() - 20)));
-    const RawAnswer answer = client.readAnswer();
+    RawClient client(service_.port());
+    QVERIFY(client.send(requestHead("POST", kLogFilePath, headers) + form.left(form.size() - 20)));
+    const RawAnswer answer = client.receiveAnswer();
     QCOMPARE(answer.status, 400);
     QCOMPARE(answer.body, QByteArray("the form ends before its closing boundary\n"));
     // The rest must not be taken for another request.
     client.send(form.right(20));
-    QCOMPARE(client.readAnswer().status, 0);
-    QVERIFY(client.waitForEnd());
+    QCOMPARE(client.receiveAnswer().status, 0);
+    QVERIFY(client.receiveEnd() != RawClient::End::Open);
 }
 
 void TestLogServiceRefusals::refusesABodyThatIsCutOff()
 {
-    const QByteArray request = post(logFilePath(), formType(), logForm("cut.log", QByteArray(100000, 'x')));
+    const QByteArray request = post(kLogFilePath, formType(), logForm("cut.log", QByteArray(100000, 'x')));
     {
-        ServiceClient client(service_.port());
+        RawClient client(service_.port());
         QVERIFY(client.send(request.left(request.size() - 1000)));
-        client.abort();
+        client.close();
     }
     QVERIFY(service_.waitForRequestLine(" logfile \"cut.log\" "));
     QVERIFY(service_.waitForRequestLine(" refused with 400: the body was cut off behind "));
@@ -259,7 +259,7 @@ void TestLogServiceRefusals::answersBehindALargeRefusedBody()
 {
     // More than the sockets' buffers hold: a client that is still sending has to be listened to.
     const QByteArray form = logForm("a.log", QByteArray(20000000, 'x'));
-    const RawAnswer answer = ask(post(logFilePath(), "multipart/form-data; boundary=other", form));
+    const RawAnswer answer = ask(post(kLogFilePath, "multipart/form-data; boundary=other", form));
     QCOMPARE(answer.status, 400);
     QCOMPARE(ask(post("/nope", formType(), form)).status, 404);
 }
@@ -273,18 +273,17 @@ void TestLogServiceRefusals::survivesBrokenHttp_data()
     QTest::newRow("unknown method") << QByteArray("BREW / HTTP/1.1\r\n\r\n") << 400;
     QTest::newRow("other version") << QByteArray("GET / HTTP/7\r\n\r\n") << 400;
     QTest::newRow("long request line") << requestHead("POST", "/" + QByteArray(100000, 'x'), "") << 414;
-    QTest::newRow("long header") << requestHead("POST", logFilePath(), "X: " + QByteArray(1000000, 'x') + "\r\n")
-                                 << 400;
+    QTest::newRow("long header") << requestHead("POST", kLogFilePath, "X: " + QByteArray(1000000, 'x') + "\r\n") << 400;
     QTest::newRow("many headers") << requestHead("GET", "/nope", QByteArray("X: y\r\n").repeated(20000)) << 404;
 }
 
 void TestLogServiceRefusals::survivesBrokenHttp()
 {
     QFETCH(QByteArray, bytes);
-    ServiceClient client(service_.port());
+    RawClient client(service_.port());
     client.send(bytes);
-    QTEST(client.readAnswer().status, "status");
-    QVERIFY(client.waitForEnd());
+    QTEST(client.receiveAnswer().status, "status");
+    QVERIFY(client.receiveEnd() != RawClient::End::Open);
 }
 
 QTEST_GUILESS_MAIN(TestLogServiceRefusals)

@@ -1,14 +1,14 @@
 #include "seed.h"
-#include "serviceclient.h"
 #include "storedfiles.h"
+#include "support/files/fileio.h"
+#include "support/server/rawclient.h"
 #include "support/tool/logserviceprocess.h"
-#include "support/wire/wireform.h"
+#include "support/wire/endpoints.h"
+#include "support/wire/multipartform.h"
 
 #include <QtTest/QtTest>
 
 #include <memory>
-
-using namespace wireform;
 
 namespace {
 
@@ -24,7 +24,7 @@ QStringList surroundings(const QString &folder)
     QStringList lines;
     for (const QString &path : tree(folder)) {
         if (!path.startsWith(kServiceFolder + QLatin1Char('/')))
-            lines << path + QLatin1Char(' ') + QString::fromLatin1(contents(folder + QLatin1Char('/') + path).toHex());
+            lines << path + QLatin1Char(' ') + QString::fromLatin1(readFile(folder + QLatin1Char('/') + path).toHex());
     }
     return lines;
 }
@@ -38,8 +38,8 @@ QByteArray damaged(QByteArray body, std::mt19937 &random)
                                                "\n",
                                                "\r\n\r\n",
                                                "--",
-                                               "--" + boundary(),
-                                               "\r\n--" + boundary() + "--\r\n",
+                                               "--" + formBoundary(),
+                                               "\r\n--" + formBoundary() + "--\r\n",
                                                "\"",
                                                ";",
                                                ":",
@@ -99,7 +99,7 @@ private:
     RawAnswer ask(const QByteArray &request);
     RawAnswer upload(const QByteArray &contentType, const QByteArray &body)
     {
-        return ask(post(logFilePath(), contentType, body));
+        return ask(post(kLogFilePath, contentType, body));
     }
     QString newestUpload() const;
 
@@ -148,14 +148,14 @@ void TestLogServiceRobustness::cleanup()
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(upload(formType(), logForm("good.log", kGoodBytes)).status, 200);
-    QCOMPARE(contents(newestUpload() + QStringLiteral("/file.bin")), kGoodBytes);
+    QCOMPARE(readFile(newestUpload() + QStringLiteral("/file.bin")), kGoodBytes);
     QVERIFY(ask("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n").body.contains("good.log"));
     QVERIFY2(timer.elapsed() < kPatienceMs, QByteArray::number(timer.elapsed()).constData());
 }
 
 RawAnswer TestLogServiceRobustness::ask(const QByteArray &request)
 {
-    const RawAnswer answer = ServiceClient::ask(service_.port(), request);
+    const RawAnswer answer = RawClient::ask(service_.port(), request);
     // The service waits for whoever does not read its lines.
     QCoreApplication::processEvents();
     service_.requestLines();
@@ -195,13 +195,13 @@ void TestLogServiceRobustness::survivesRandomRequests()
     auto random = seededRandom();
     // Without a last part, so that none of these is a good upload.
     const QByteArray form = logForm("a.log", "bytes");
-    const QByteArray good = post(logFilePath(), formType(), form.left(form.indexOf("filename")));
-    std::vector<std::unique_ptr<ServiceClient>> clients;
+    const QByteArray good = post(kLogFilePath, formType(), form.left(form.indexOf("filename")));
+    std::vector<std::unique_ptr<RawClient>> clients;
     for (int round = 0; round < 300; ++round) {
         QByteArray request = good;
         for (auto changes = 1 + random() % 4; changes > 0; --changes)
             request = damaged(request, random);
-        clients.push_back(std::make_unique<ServiceClient>(service_.port()));
+        clients.push_back(std::make_unique<RawClient>(service_.port()));
         clients.back()->send(request);
         // About a third of them stay open meanwhile.
         if (random() % 3 != 0)
@@ -255,11 +255,12 @@ void TestLogServiceRobustness::refusesPathsInFieldNames_data()
 void TestLogServiceRobustness::refusesPathsInFieldNames()
 {
     QFETCH(QByteArray, name);
-    const Part good = textPart("room", "x");
-    const Part bad = textPart(name, "x");
-    const Part space = textPart("namespace", "x");
+    const QByteArray good = textPart("room", "x");
+    const QByteArray bad = textPart(name, "x");
+    const QByteArray space = textPart("namespace", "x");
     QCOMPARE(upload(formType(), form({bad, space, filePart("a.log", "x")})).status, 400);
-    QCOMPARE(upload(formType(), form({good, space, {"form-data; name=\"" + name + "\"; filename=\"x\"", "x"}})).status,
+    QCOMPARE(upload(formType(), form({good, space, formPart("form-data; name=\"" + name + "\"; filename=\"x\"", "x")}))
+                 .status,
              400);
 }
 
@@ -282,7 +283,7 @@ void TestLogServiceRobustness::keepsPathsInBoundariesToItself()
 {
     QFETCH(QByteArray, written);
     QByteArray body = logForm("a.log", "bytes");
-    body.replace(boundary(), written);
+    body.replace(formBoundary(), written);
     QTEST(upload("multipart/form-data; boundary=" + written, body).status, "status");
     QCOMPARE(surroundings(around_.path()), before_);
 }
@@ -304,21 +305,21 @@ void TestLogServiceRobustness::survivesOversizedHeads_data()
         QTest::newRow("range, " + number) << get("/", "Range: bytes=0-" + QByteArray(size, '0') + "\r\n");
         QTest::newRow("ranges, " + number)
             << get("/", "Range: bytes=0-0" + QByteArray(",0-0").repeated(size / 4) + "\r\n");
-        QTest::newRow("content type, " + number) << post(logFilePath(), "multipart/form-data; boundary=" + filler, "x");
+        QTest::newRow("content type, " + number) << post(kLogFilePath, "multipart/form-data; boundary=" + filler, "x");
         QTest::newRow("content length, " + number)
-            << "POST " + logFilePath() + " HTTP/1.1\r\nContent-Length: " + QByteArray(size, '9') + "\r\n\r\n";
+            << "POST " + kLogFilePath + " HTTP/1.1\r\nContent-Length: " + QByteArray(size, '9') + "\r\n\r\n";
     }
     QTest::newRow("many queries") << get("/?" + QByteArray("a&").repeated(3000), "");
     QTest::newRow("many headers") << get("/", QByteArray("X: y\r\n").repeated(100000));
-    QTest::newRow("many lengths") << post(logFilePath(), formType(), "x",
+    QTest::newRow("many lengths") << post(kLogFilePath, formType(), "x",
                                           QByteArray("Content-Length: 1\r\n").repeated(999));
     QTest::newRow("length without an end")
-        << "POST " + logFilePath() + " HTTP/1.1\r\nContent-Length: 18446744073709551616\r\n\r\n";
+        << "POST " + kLogFilePath + " HTTP/1.1\r\nContent-Length: 18446744073709551616\r\n\r\n";
     QTest::newRow("no line ends") << QByteArray(3000000, 'x');
     QTest::newRow("line ends only") << QByteArray("\r\n").repeated(100000);
-    QTest::newRow("large chunk") << "POST " + logFilePath() +
+    QTest::newRow("large chunk") << "POST " + kLogFilePath +
                                         " HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nffffffffffffffff\r\nx";
-    QTest::newRow("long chunk size") << "POST " + logFilePath() + " HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n" +
+    QTest::newRow("long chunk size") << "POST " + kLogFilePath + " HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n" +
                                             QByteArray(100000, 'f');
 }
 
@@ -326,7 +327,7 @@ void TestLogServiceRobustness::survivesOversizedHeads_data()
 void TestLogServiceRobustness::survivesOversizedHeads()
 {
     QFETCH(QByteArray, request);
-    ServiceClient client(service_.port());
+    RawClient client(service_.port());
     client.send(request);
 }
 
@@ -343,7 +344,7 @@ void TestLogServiceRobustness::answersAsAWholeWhateverRangeIsAskedFor()
 {
     QFETCH(QByteArray, range);
     const QByteArray header = "Range: bytes=" + range + "\r\n";
-    const RawAnswer taken = ask(post(logFilePath(), formType(), logForm("a.log", "bytes"), header));
+    const RawAnswer taken = ask(post(kLogFilePath, formType(), logForm("a.log", "bytes"), header));
     if (taken.status != 416) {
         QCOMPARE(taken.status, 200);
         QCOMPARE(taken.body, QByteArray("{\"Code\":0}"));
@@ -357,15 +358,15 @@ void TestLogServiceRobustness::answersAsAWholeWhateverRangeIsAskedFor()
 void TestLogServiceRobustness::survivesAbortedUploads()
 {
     auto random = seededRandom();
-    const QByteArray request = post(logFilePath(), formType(), logForm("cut.log", QByteArray(200000, 'x')));
+    const QByteArray request = post(kLogFilePath, formType(), logForm("cut.log", QByteArray(200000, 'x')));
     for (int round = 0; round < 5; ++round) {
-        std::vector<std::unique_ptr<ServiceClient>> clients;
+        std::vector<std::unique_ptr<RawClient>> clients;
         for (int i = 0; i < 30; ++i) {
-            clients.push_back(std::make_unique<ServiceClient>(service_.port()));
+            clients.push_back(std::make_unique<RawClient>(service_.port()));
             clients.back()->send(request.left(int(random() % unsigned(request.size() - 1))));
         }
         for (auto &client : clients)
-            client->abort();
+            client->close();
     }
     const auto isClean = [this] {
         return QDir(around_.filePath(kServiceFolder))
@@ -379,11 +380,11 @@ void TestLogServiceRobustness::survivesAbortedUploads()
 void TestLogServiceRobustness::servesWhileOthersAreSlow()
 {
     constexpr int kClients = 240;
-    const QByteArray request = post(logFilePath(), formType(), logForm("slow.log", "bytes"));
+    const QByteArray request = post(kLogFilePath, formType(), logForm("slow.log", "bytes"));
     const int starts[] = {1, 20, request.indexOf("\r\n\r\n") - 3, request.size() - 20};
-    std::vector<std::pair<std::unique_ptr<ServiceClient>, int>> clients;
+    std::vector<std::pair<std::unique_ptr<RawClient>, int>> clients;
     for (int i = 0; i < kClients; ++i) {
-        clients.emplace_back(std::make_unique<ServiceClient>(service_.port()), starts[i % 4]);
+        clients.emplace_back(std::make_unique<RawClient>(service_.port()), starts[i % 4]);
         QVERIFY(clients.back().first->send(request.left(clients.back().second)));
     }
     for (int step = 0; step < 3; ++step) {
@@ -397,7 +398,7 @@ void TestLogServiceRobustness::servesWhileOthersAreSlow()
     // They are served too, in the end.
     for (auto &client : clients) {
         QVERIFY(client.first->send(request.mid(client.second)));
-        QCOMPARE(client.first->readAnswer().status, 200);
+        QCOMPARE(client.first->receiveAnswer().status, 200);
         ++taken_;
     }
 }
@@ -405,9 +406,9 @@ void TestLogServiceRobustness::servesWhileOthersAreSlow()
 void TestLogServiceRobustness::survivesManyConnections()
 {
     for (int round = 0; round < 3; ++round) {
-        std::vector<std::unique_ptr<ServiceClient>> clients;
+        std::vector<std::unique_ptr<RawClient>> clients;
         for (int i = 0; i < 300; ++i)
-            clients.push_back(std::make_unique<ServiceClient>(service_.port()));
+            clients.push_back(std::make_unique<RawClient>(service_.port()));
         for (std::size_t i = 0; i < clients.size(); i += 2)
             clients[i]->send("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n");
         QElapsedTimer timer;
@@ -415,7 +416,7 @@ void TestLogServiceRobustness::survivesManyConnections()
         QCOMPARE(upload(formType(), logForm("among.log", kGoodBytes)).status, 200);
         QVERIFY2(timer.elapsed() < kPatienceMs, QByteArray::number(timer.elapsed()).constData());
         for (std::size_t i = 0; i < clients.size(); i += 2)
-            QCOMPARE(clients[i]->readAnswer().status, 200);
+            QCOMPARE(clients[i]->receiveAnswer().status, 200);
     }
 }
 

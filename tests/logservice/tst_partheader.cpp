@@ -1,5 +1,6 @@
 #include "partheader.h"
 #include "refusal.h"
+#include "support/wire/multipartform.h"
 
 #include <QtTest/QtTest>
 

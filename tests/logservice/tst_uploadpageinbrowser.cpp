@@ -1,6 +1,7 @@
 #include "browser.h"
 #include "support/tool/logserviceprocess.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/endpoints.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>

@@ -1,6 +1,7 @@
 #include "support/files/fileio.h"
 #include "support/tool/toolsetup.h"
 #include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QRegularExpression>
 #include <QSettings>
@@ -107,7 +108,7 @@ private slots:
     }
 
 private:
-    /// `forms` is the number of uploads, whose forms are all that may be left. Some may seem to be pointed at still.
+    /// \a forms is the number of uploads, whose forms are all that may be left. Some may seem to be pointed at still.
     static void check(const Sandbox &sandbox, const QStringList &arguments, int forms)
     {
         const QString report = sandbox.root() + QStringLiteral("/memcheck.txt");

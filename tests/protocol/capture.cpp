@@ -2,7 +2,9 @@
 
 #include "kxendpoints.h"
 #include "shownrequest.h"
+#include "support/server/scriptedserver.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/endpoints.h"
 
 #include <QSettings>
 #include <QUrl>
@@ -71,7 +73,7 @@ public:
             captures_.problems += QString::fromUtf8(result.describe());
     }
 
-    /// Takes the request number `index`, counted from 0, as the example `name`.
+    /// Takes the request number \a index, counted from 0, as the example \a name.
     void take(int index, const char *name)
     {
         const RecordedRequest request = server_.requests().value(index);

@@ -14,7 +14,7 @@ struct Place
     int end;
 };
 
-/// The first example at or behind `from`; without a name when there is none.
+/// The first example at or behind \a from; without a name when there is none.
 Place nextPlace(const QByteArray &page, int from)
 {
     const int mark = page.indexOf(kBegin, from);

@@ -12,5 +12,5 @@ using Example = QPair<QString, QByteArray>;
 /// -->" and "<!-- end of example -->".
 QList<Example> examplesOf(const QByteArray &page);
 
-/// `page` with `examples` in the places of those with the same names.
+/// \a page with \a examples in the places of those with the same names.
 QByteArray withExamples(const QByteArray &page, const QList<Example> &examples);

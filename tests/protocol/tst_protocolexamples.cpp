@@ -37,7 +37,7 @@ QStringList namesOf(const QList<Example> &examples)
     return names;
 }
 
-/// The bytes of a request that is shown as `text`.
+/// The bytes of a request that is shown as \a text.
 RecordedRequest requestOf(QByteArray text)
 {
     text.replace("\n", "\r\n").replace("\xe2\x90\x8a\r\n", "\n");

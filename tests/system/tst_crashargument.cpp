@@ -1,6 +1,8 @@
 #include "support/files/fileio.h"
 #include "support/files/logrecords.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QFile>
 #include <QTest>
@@ -40,7 +42,7 @@ private slots:
         const ToolResult result = sandbox.runTool({path});
         QVERIFY2(result.isSuccess(), result.describe());
         QCOMPARE(sentFileNames(server), (QStringList{QStringLiteral("log1.log"), QStringLiteral("own log")}));
-        QCOMPARE(server.requests().first().path, QByteArray(kLogFilePath));
+        QCOMPARE(server.requests().first().path, kLogFilePath);
         QCOMPARE(sandbox.groups(), QStringList{QStringLiteral("system")});
         QCOMPARE(QFile::exists(path), !dump.isNull());
         QCOMPARE(readFile(path), dump);

@@ -1,4 +1,4 @@
-#include "support/files/fileio.h"
+#include "support/files/folder.h"
 #include "support/tool/toolsetup.h"
 
 #include <QDate>
@@ -7,13 +7,6 @@
 #include <QTest>
 
 namespace {
-
-/// Files that a pass may find, by name.
-struct Names
-{
-    QStringList kept;
-    QStringList deleted;
-};
 
 QString day(int daysAgo, const char *format)
 {
@@ -30,53 +23,13 @@ QString sdkDay(int daysAgo)
     return day(daysAgo, "yyyyMMdd");
 }
 
-Names ownNames()
-{
-    return {{ownDay(2) + QStringLiteral("_00_00_00.log"), QStringLiteral("crash_%1_00_00_00.log").arg(ownDay(2)),
-             ownDay(-9) + QStringLiteral("_00_00_00.log"), ownDay(9) + QStringLiteral("_00_00_00_1.log"),
-             QStringLiteral("upload_%1_00_00_00.log").arg(ownDay(9)), sdkDay(9) + QStringLiteral("000000.log"),
-             QStringLiteral("DATA.txt"), QStringLiteral("README"), QStringLiteral("update"),
-             QStringLiteral(".data.txt"), ownDay(9) + QStringLiteral("_00_00_00.dir/data.log")},
-            {ownDay(3) + QStringLiteral("_23_59_59.log"), QStringLiteral("crash_%1_23_59_59.log").arg(ownDay(3)),
-             QStringLiteral("crash_crash_%1_00_00_00.x.y").arg(ownDay(3)), ownDay(1) + QStringLiteral(".dat"),
-             ownDay(0) + QStringLiteral("_00_00_00.dat"), QStringLiteral("update.log"), QStringLiteral("data.txt"),
-             QStringLiteral("x.dat")}};
-}
-
-Names sdkNames()
-{
-    return {{sdkDay(2) + QStringLiteral("000000.log"), sdkDay(9) + QStringLiteral("000000.txt"),
-             QStringLiteral("crash_") + sdkDay(9) + QStringLiteral("000000.log"),
-             ownDay(9) + QStringLiteral("_00_00_00.log"), QStringLiteral("data.txt"), QStringLiteral("X.DAT"),
-             QStringLiteral(".x.dat"), sdkDay(9) + QStringLiteral("000000.log.d/x.dat")},
-            {sdkDay(3) + QStringLiteral("235959.log"), sdkDay(3) + QStringLiteral("000000.LOG"),
-             sdkDay(3) + QStringLiteral("000000.DAT"), sdkDay(1) + QStringLiteral(".dat"), QStringLiteral("data.log"),
-             QStringLiteral("x.dat")}};
-}
-
-bool addFiles(const QString &directory, const QStringList &names)
-{
-    bool added = true;
-    for (const QString &name : names) {
-        const QString path = directory + QLatin1Char('/') + name;
-        added = added && QDir().mkpath(QFileInfo(path).path()) && writeFile(path, "old");
-    }
-    return added;
-}
-
-/// The files below `directory` but the tool's logs of today.
+/// The files below \a directory but the tool's logs of today.
 QStringList remaining(const QString &directory)
 {
     QStringList names = filesBelow(directory);
     const QStringList today = names.filter(QStringLiteral("upload_") + ownDay(0));
     for (const QString &name : today)
         names.removeOne(name);
-    return names;
-}
-
-QStringList sorted(QStringList names)
-{
-    names.sort();
     return names;
 }
 
@@ -93,31 +46,30 @@ private slots:
     void deletesOldLogsInBothFoldersByTheirOwnRules()
     {
         const Sandbox sandbox;
-        const QString ownDirectory = sandbox.logDirectory();
-        const QString sdkDirectory = sandbox.sdkLogDirectory();
-        const Names own = ownNames();
-        const Names sdk = sdkNames();
-        QVERIFY(addFiles(ownDirectory, own.kept + own.deleted));
-        QVERIFY(addFiles(sdkDirectory, sdk.kept + sdk.deleted));
+        const QString own = sandbox.logDirectory();
+        const QString sdk = sandbox.sdkLogDirectory();
+        const QString ownLog = ownDay(3) + QStringLiteral("_23_59_59.log");
+        const QString sdkLog = sdkDay(3) + QStringLiteral("235959.log");
+        const QStringList young = {ownDay(2) + QStringLiteral("_00_00_00.log"),
+                                   sdkDay(2) + QStringLiteral("000000.log")};
+        QVERIFY(QDir().mkpath(own) && addFiles(own, young + QStringList{ownLog, sdkLog}));
+        QVERIFY(QDir().mkpath(sdk) && addFiles(sdk, young + QStringList{ownLog, sdkLog}));
         QVERIFY(sandbox.runTool({}).isSuccess());
 
         const QString ownMarker = ownDay(0) + QStringLiteral(".dat");
         const QString sdkMarker = sdkDay(0) + QStringLiteral(".dat");
         if (today_ != QDate::currentDate())
             QSKIP("the day has changed meanwhile");
-        QCOMPARE(remaining(ownDirectory), sorted(own.kept + QStringList(ownMarker)));
-        QCOMPARE(remaining(sdkDirectory), sorted(sdk.kept + QStringList(sdkMarker)));
-        QCOMPARE(readFile(ownDirectory + QLatin1Char('/') + ownMarker), QByteArray("1"));
-        QCOMPARE(readFile(sdkDirectory + QLatin1Char('/') + sdkMarker), QByteArray("1"));
+        QCOMPARE(remaining(own), sorted(young + QStringList{sdkLog, ownMarker}));
+        QCOMPARE(remaining(sdk), sorted(young + QStringList{ownLog, sdkMarker}));
 
         // The markers keep the day's later runs from looking again.
-        QVERIFY(addFiles(ownDirectory, own.deleted));
-        QVERIFY(addFiles(sdkDirectory, sdk.deleted));
+        QVERIFY(addFiles(own, {ownLog}) && addFiles(sdk, {sdkLog}));
         QVERIFY(sandbox.runTool({}).isSuccess());
         if (today_ != QDate::currentDate())
             QSKIP("the day has changed meanwhile");
-        QCOMPARE(remaining(ownDirectory), sorted(own.kept + own.deleted + QStringList(ownMarker)));
-        QCOMPARE(remaining(sdkDirectory), sorted(sdk.kept + sdk.deleted + QStringList(sdkMarker)));
+        QCOMPARE(remaining(own), sorted(young + QStringList{ownLog, sdkLog, ownMarker}));
+        QCOMPARE(remaining(sdk), sorted(young + QStringList{ownLog, sdkLog, sdkMarker}));
     }
 
     void opensItsLogAfterThePass()
@@ -127,7 +79,7 @@ private slots:
         QStringList names;
         for (int i = 0; i < 4000; ++i)
             names.append(QStringLiteral("%1.dat").arg(i));
-        QVERIFY(addFiles(sandbox.logDirectory(), names));
+        QVERIFY(QDir().mkpath(sandbox.logDirectory()) && addFiles(sandbox.logDirectory(), names));
         QVERIFY(sandbox.runTool({}).isSuccess());
         if (today_ != QDate::currentDate())
             QSKIP("the day has changed meanwhile");

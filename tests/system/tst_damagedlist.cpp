@@ -1,23 +1,14 @@
-#include "support/tool/toolsetup.h"
+#include "support/files/noise.h"
+#include "support/tool/sandbox.h"
+#include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QDir>
 #include <QTest>
 
 namespace {
 
-/// Bytes of all values in no order.
-QByteArray noise(int size)
-{
-    QByteArray bytes;
-    quint32 state = 1;
-    for (int i = 0; i < size; ++i) {
-        state = state * 1664525 + 1013904223;
-        bytes.append(char(state >> 24));
-    }
-    return bytes;
-}
-
-/// The same without those that would make all that comes behind a part of one value.
+/// noise() without the bytes that would make all that comes behind a part of one value.
 QByteArray separableNoise(int size)
 {
     return noise(size).replace('"', "").replace('\\', "") + '\n';

@@ -1,19 +1,13 @@
 #include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QTest>
 
 namespace {
 
-/// A file system in memory, since each forgotten group is a rewritten file that is flushed to the disk.
-QString fastFolder()
-{
-    const QFileInfo memory(QStringLiteral("/dev/shm"));
-    return memory.isWritable() ? memory.filePath() : QString();
-}
-
-/// upload.ini with a user and `count` groups with the line `key`; short, since all of it is written `count` times.
+/// upload.ini with a user and \a count groups with the line \a key; short, since all of it is written \a count times.
 QByteArray longIni(int count, const QByteArray &key)
 {
     QByteArray ini = "[system]\nnickname=ann\n";

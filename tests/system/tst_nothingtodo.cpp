@@ -1,5 +1,7 @@
 #include "support/files/fileio.h"
+#include "support/server/scriptedserver.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/endpoints.h"
 
 #include <QDate>
 #include <QDir>

@@ -1,6 +1,8 @@
 #include "support/files/fileio.h"
 #include "support/files/logrecords.h"
+#include "support/server/scriptedserver.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QFileInfo>
@@ -48,11 +50,11 @@ private slots:
         QCOMPARE(server.requests().size(), 1);
         const RecordedRequest request = server.requests().first();
         QCOMPARE(request.method, QByteArray("POST"));
-        QCOMPARE(request.path, QByteArray(kLogFilePath));
-        QCOMPARE(request.header("Content-Type"), expectedContentType());
+        QCOMPARE(request.path, kLogFilePath);
+        QCOMPARE(request.header("Content-Type"), formType());
         QCOMPARE(sandbox.ownLogs().size(), 1);
         const QString name = QFileInfo(sandbox.ownLogs().first()).fileName();
-        QCOMPARE(request.body, expectedLogForm(room, nameSpace, name, sandbox.ownLogText()));
+        QCOMPARE(request.body, logForm(room, nameSpace, name, sandbox.ownLogText()));
 
         const QDateTime stamp = QDateTime::fromString(name, QStringLiteral("'upload_'yyyy_MM_dd_hh_mm_ss'.log'"));
         QVERIFY2(stamp.isValid() && stamp >= before.addSecs(-1) && stamp <= after, qPrintable(name));

@@ -1,5 +1,7 @@
 #include "support/process/waitfor.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,7 +13,7 @@ Q_DECLARE_METATYPE(Reply)
 
 namespace {
 
-/// Whether `process` has the file at `path` open; false where the system does not tell.
+/// Whether \a process has the file at \a path open; false where the system does not tell.
 bool hasOpen(qint64 process, const QString &path)
 {
     const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(process));

@@ -1,6 +1,8 @@
 #include "support/files/fileio.h"
 #include "support/files/logrecords.h"
 #include "support/tool/toolsetup.h"
+#include "support/wire/arrivals.h"
+#include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QDir>

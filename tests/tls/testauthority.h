@@ -14,7 +14,7 @@ public:
     /// False without the openssl program or TLS in this Qt: QSKIP("...").
     bool isValid() const { return valid_; }
 
-    /// A certificate of this authority, valid from `fromDay` to `untilDay`, counted from now. `subject` is who it is
+    /// A certificate of this authority, valid from \a fromDay to \a untilDay, counted from now. \a subject is who it is
     /// for: "IP:127.0.0.1" or "DNS:example.org". Null members when openssl fails.
     TlsIdentity issue(const QString &subject, int fromDay = -1, int untilDay = 1);
     /// Like issue(), signed by itself and not by the authority.

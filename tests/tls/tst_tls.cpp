@@ -13,7 +13,7 @@
 
 namespace {
 
-// Where the system keeps the certificates that it trusts. Nothing redirects the tool, so the test puts its own there.
+/// Where the system keeps the certificates that it trusts. Nothing redirects the tool, so the test puts its own there.
 const QString kTrusted = QStringLiteral("/etc/ssl/certs");
 const QString kHost = QStringLiteral("IP:127.0.0.1");
 constexpr int kUsualMs = 10000;
@@ -29,7 +29,7 @@ ScriptedServer::Config serving(quint16 port, const TlsIdentity &identity)
     return config;
 }
 
-/// What this process, which trusts as the tool does, has against the certificate of the service at `port`.
+/// What this process, which trusts as the tool does, has against the certificate of the service at \a port.
 QList<QSslError::SslError> faultsOf(quint16 port)
 {
     QList<QSslError::SslError> faults;

@@ -3,6 +3,7 @@
 #include "support/uploader/text.h"
 #include "support/uploader/uploadini.h"
 #include "support/uploader/uploadscene.h"
+#include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QFileInfo>
@@ -91,9 +92,9 @@ void TestCrashRequest::sendsTheDumpByteForByte()
     QCOMPARE(scene.server.requests().size(), 1);
     const RecordedRequest request = scene.server.requests().first();
     QCOMPARE(request.method, QByteArray("POST"));
-    QCOMPARE(request.path, servicePath("/v1/crash/upload"));
-    QCOMPARE(request.header("Content-Type"), expectedContentType());
-    QCOMPARE(request.body, expectedCrashForm(base, info, name, dump));
+    QCOMPARE(request.path, kCrashPath);
+    QCOMPARE(request.header("Content-Type"), formType());
+    QCOMPARE(request.body, crashForm(base, info, name, dump));
 }
 
 void TestCrashRequest::opensTheDumpTwice_data()

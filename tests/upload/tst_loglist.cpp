@@ -2,6 +2,7 @@
 #include "support/uploader/text.h"
 #include "support/uploader/uploadini.h"
 #include "support/uploader/uploadscene.h"
+#include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QDir>
@@ -34,15 +35,15 @@ void TestLogList::sendsAFileByteForByte_data()
 {
     QTest::addColumn<QVariant>("sdk");
     QTest::addColumn<QByteArray>("target");
-    QTest::newRow("no sdk key") << QVariant() << servicePath("/v1/logfile/upload");
-    QTest::newRow("0") << QVariant(0) << servicePath("/v1/logfile/upload");
-    QTest::newRow("1") << QVariant(1) << producerPath();
-    QTest::newRow("2") << QVariant(2) << servicePath("/v1/logfile/upload");
-    QTest::newRow("-1") << QVariant(-1) << servicePath("/v1/logfile/upload");
-    QTest::newRow("text 1") << QVariant(text("1")) << producerPath();
-    QTest::newRow("true") << QVariant(true) << servicePath("/v1/logfile/upload");
-    QTest::newRow("word") << QVariant(text("yes")) << servicePath("/v1/logfile/upload");
-    QTest::newRow("empty") << QVariant(QString()) << servicePath("/v1/logfile/upload");
+    QTest::newRow("no sdk key") << QVariant() << kLogFilePath;
+    QTest::newRow("0") << QVariant(0) << kLogFilePath;
+    QTest::newRow("1") << QVariant(1) << kProducerPath;
+    QTest::newRow("2") << QVariant(2) << kLogFilePath;
+    QTest::newRow("-1") << QVariant(-1) << kLogFilePath;
+    QTest::newRow("text 1") << QVariant(text("1")) << kProducerPath;
+    QTest::newRow("true") << QVariant(true) << kLogFilePath;
+    QTest::newRow("word") << QVariant(text("yes")) << kLogFilePath;
+    QTest::newRow("empty") << QVariant(QString()) << kLogFilePath;
 }
 
 void TestLogList::sendsAFileByteForByte()
@@ -64,13 +65,13 @@ void TestLogList::sendsAFileByteForByte()
     const RecordedRequest &request = requests.first();
     QCOMPARE(request.method, QByteArray("POST"));
     QCOMPARE(request.path, target);
-    QCOMPARE(request.header("Content-Type"), expectedContentType());
+    QCOMPARE(request.header("Content-Type"), formType());
     QCOMPARE(request.countHeader("Content-Type"), 1);
     QCOMPARE(request.contentLength, qint64(request.body.size()));
-    QCOMPARE(request.body, expectedLogForm(text("nickname-ann.loginname-a1.userid-42.roomid-7.roomname-lobby"),
-                                           text("sp\xC3\xA4"
-                                                "ce"),
-                                           text("client 1.log"), "one\r\ntwo\n\0three"));
+    QCOMPARE(request.body, logForm(text("nickname-ann.loginname-a1.userid-42.roomid-7.roomname-lobby"),
+                                   text("sp\xC3\xA4"
+                                        "ce"),
+                                   text("client 1.log"), "one\r\ntwo\n\0three"));
 }
 
 void TestLogList::describesTheFileByItsGroup()
@@ -86,12 +87,11 @@ void TestLogList::describesTheFileByItsGroup()
 
     QCOMPARE(scene.run([&] { scene.uploader.uploadList(); }, [&] { return !scene.server.requests().isEmpty(); }),
              RunEnd::Stopped);
-    QCOMPARE(scene.server.requests().first().body,
-             expectedLogForm(text("nickname-b\xC3\xA9"
-                                  "a.loginname-a1.userid-42.roomid-12.roomname-Blue,"
-                                  "nickname-b\xC3\xA9"
-                                  "a.loginname-a1.userid-42.roomid-9.roomname-Red"),
-                             text("space"), text("a.log"), "content"));
+    QCOMPARE(scene.server.requests().first().body, logForm(text("nickname-b\xC3\xA9"
+                                                                "a.loginname-a1.userid-42.roomid-12.roomname-Blue,"
+                                                                "nickname-b\xC3\xA9"
+                                                                "a.loginname-a1.userid-42.roomid-9.roomname-Red"),
+                                                           text("space"), text("a.log"), "content"));
 }
 
 void TestLogList::sendsAFileOfSomeSizeWhole()
@@ -104,8 +104,7 @@ void TestLogList::sendsAFileOfSomeSizeWhole()
     scene.addGroup(text("log1"), scene.addFile(text("big.log"), content));
     QCOMPARE(scene.run([&] { scene.uploader.uploadList(); }, [&] { return !scene.server.requests().isEmpty(); }),
              RunEnd::Stopped);
-    const QByteArray expected =
-        expectedLogForm(text("nickname-.loginname-.userid-."), QString(), text("big.log"), content);
+    const QByteArray expected = logForm(text("nickname-.loginname-.userid-."), QString(), text("big.log"), content);
     QVERIFY(scene.server.requests().first().body == expected);
 }
 
@@ -122,7 +121,7 @@ void TestLogList::sendsTheDerivedFileOfAGroupWithoutPath()
     QFile::remove(derived);
     QCOMPARE(end, RunEnd::Stopped);
     QCOMPARE(scene.server.requests().first().body,
-             expectedLogForm(text("nickname-.loginname-.userid-."), QString(), text("client_20200101.log"), "derived"));
+             logForm(text("nickname-.loginname-.userid-."), QString(), text("client_20200101.log"), "derived"));
 }
 
 void TestLogList::attachesWhatTheSlotNeedsToTheReply_data()
@@ -195,9 +194,7 @@ void TestLogList::sendsGroupsInTheirOrder()
     QList<QByteArray> targets;
     for (const RecordedRequest &request : scene.server.requests())
         targets += request.path;
-    QCOMPARE(targets,
-             (QList<QByteArray>{servicePath("/v1/logfile/upload"), producerPath(), servicePath("/v1/logfile/upload"),
-                                servicePath("/v1/logfile/upload"), servicePath("/v1/logfile/upload")}));
+    QCOMPARE(targets, (QList<QByteArray>{kLogFilePath, kProducerPath, kLogFilePath, kLogFilePath, kLogFilePath}));
 }
 
 void TestLogList::sendsOneFileAtATime()
@@ -235,8 +232,7 @@ void TestLogList::sendsAGrowingFileAsItWas()
     scene.addGroup(text("log1"), path);
     QCOMPARE(scene.run([&] { scene.uploader.uploadList(); }), RunEnd::Quit);
     QCOMPARE(QFileInfo(path).size(), qint64(content.size()) + 100000);
-    const QByteArray expected =
-        expectedLogForm(text("nickname-.loginname-.userid-."), QString(), text("a.log"), content);
+    const QByteArray expected = logForm(text("nickname-.loginname-.userid-."), QString(), text("a.log"), content);
     QVERIFY(scene.server.requests().first().body == expected);
     QCOMPARE(uploadini::groups(), QStringList());
 }
@@ -254,8 +250,7 @@ void TestLogList::goesOnWhenAFileIsCutWhileItIsSent()
     QCOMPARE(uploadini::groups(), QStringList{text("a_cut")});
     const QList<QByteArray> bodies = scene.server.distinctBodies();
     QCOMPARE(bodies.size(), 2);
-    QCOMPARE(bodies.first(),
-             expectedLogForm(text("nickname-.loginname-.userid-."), QString(), text("b.log"), "content"));
+    QCOMPARE(bodies.first(), logForm(text("nickname-.loginname-.userid-."), QString(), text("b.log"), "content"));
 }
 
 QTEST_GUILESS_MAIN(TestLogList)

@@ -3,6 +3,7 @@
 #include "support/uploader/text.h"
 #include "support/uploader/uploadini.h"
 #include "support/uploader/uploadscene.h"
+#include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QElapsedTimer>
@@ -50,13 +51,13 @@ void TestOwnLog::sendsTheOwnLogByteForByte()
     const QList<RecordedRequest> requests = scene.server.requests();
     QCOMPARE(requests.size(), 1);
     QCOMPARE(requests.first().method, QByteArray("POST"));
-    QCOMPARE(requests.first().path, servicePath("/v1/logfile/upload"));
-    QCOMPARE(requests.first().header("Content-Type"), expectedContentType());
-    QCOMPARE(requests.first().body, expectedLogForm(text("nickname-\xC3\xA4nn.userid-42.roomid-7.roomname-lobby,"
-                                                         "nickname-\xC3\xA4nn.userid-42.roomid-9.roomname-talk"),
-                                                    text("sp\xC3\xA4"
-                                                         "ce"),
-                                                    scene.ownLogName(), content));
+    QCOMPARE(requests.first().path, kLogFilePath);
+    QCOMPARE(requests.first().header("Content-Type"), formType());
+    QCOMPARE(requests.first().body, logForm(text("nickname-\xC3\xA4nn.userid-42.roomid-7.roomname-lobby,"
+                                                 "nickname-\xC3\xA4nn.userid-42.roomid-9.roomname-talk"),
+                                            text("sp\xC3\xA4"
+                                                 "ce"),
+                                            scene.ownLogName(), content));
 }
 
 void TestOwnLog::sendsAnEmptyOwnLog()
@@ -66,8 +67,7 @@ void TestOwnLog::sendsAnEmptyOwnLog()
     QCOMPARE(readFile(KxLog::instance()->fileName()).size(), 0);
     QCOMPARE(scene.run([&] { scene.uploader.uploadLogs(); }), RunEnd::Quit);
     QCOMPARE(scene.server.requests().size(), 1);
-    QCOMPARE(scene.server.requests().first().body,
-             expectedLogForm(QString(), QString(), scene.ownLogName(), QByteArray()));
+    QCOMPARE(scene.server.requests().first().body, logForm(QString(), QString(), scene.ownLogName(), QByteArray()));
 }
 
 void TestOwnLog::attachesOnlyTheFileToTheReply()
@@ -102,8 +102,7 @@ void TestOwnLog::closesTheLogBeforeItIsSent()
     const QByteArray log = readFile(KxLog::instance()->fileName());
     QVERIFY(log.endsWith("before the pass\r\n\n"));
     QCOMPARE(log.count("]["), 4);
-    QCOMPARE(scene.server.requests().first().body,
-             expectedLogForm(text("nickname-ann."), QString(), scene.ownLogName(), log));
+    QCOMPARE(scene.server.requests().first().body, logForm(text("nickname-ann."), QString(), scene.ownLogName(), log));
 }
 
 void TestOwnLog::pausesBeforeItSends()

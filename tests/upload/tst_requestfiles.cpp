@@ -3,6 +3,7 @@
 #include "support/uploader/text.h"
 #include "support/uploader/uploadini.h"
 #include "support/uploader/uploadscene.h"
+#include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QDir>
@@ -58,12 +59,12 @@ void TestRequestFiles::sendsAFileByteForByte()
     QCOMPARE(scene.server.requests().size(), 1);
     const RecordedRequest request = scene.server.requests().first();
     QCOMPARE(request.method, QByteArray("POST"));
-    QCOMPARE(request.path, servicePath("/v1/uploadrequest"));
-    QCOMPARE(request.header("Content-Type"), expectedContentType());
-    QCOMPARE(request.body, expectedLogForm(text("nickname-bob.loginname-a1.userid-42.roomid-7.roomname-lobby"),
-                                           text("sp\xC3\xA4"
-                                                "ce"),
-                                           text("request 1.json"), "{\"a\":\r\n1}"));
+    QCOMPARE(request.path, kRequestFilePath);
+    QCOMPARE(request.header("Content-Type"), formType());
+    QCOMPARE(request.body, logForm(text("nickname-bob.loginname-a1.userid-42.roomid-7.roomname-lobby"),
+                                   text("sp\xC3\xA4"
+                                        "ce"),
+                                   text("request 1.json"), "{\"a\":\r\n1}"));
 }
 
 void TestRequestFiles::sendsAnEmptyFile()
@@ -75,7 +76,7 @@ void TestRequestFiles::sendsAnEmptyFile()
     QCOMPARE(scene.run([&] { scene.uploader.uploadHttpList(); }), RunEnd::Quit);
     QCOMPARE(scene.sentFileNames(), (QStringList{text("empty.json"), scene.ownLogName()}));
     QCOMPARE(scene.server.requests().first().body,
-             expectedLogForm(text("nickname-.loginname-.userid-."), QString(), text("empty.json"), QByteArray()));
+             logForm(text("nickname-.loginname-.userid-."), QString(), text("empty.json"), QByteArray()));
     QVERIFY(!QFileInfo::exists(path));
     QCOMPARE(uploadini::groups(), QStringList());
 }
@@ -110,10 +111,10 @@ void TestRequestFiles::asksTheServiceWhenTheFileCannotBeOpened()
     // is announced and the request breaks off, perhaps before anything of it arrives.
     const auto replies = scene.uploader.findChildren<QNetworkReply *>();
     QVERIFY(!replies.isEmpty());
-    QCOMPARE(replies.first()->url().path().toUtf8(), servicePath("/v1/uploadrequest"));
+    QCOMPARE(replies.first()->url().path().toUtf8(), kRequestFilePath);
     QVERIFY(replies.first()->isFinished());
     for (const RecordedRequest &request : scene.server.requests())
-        QVERIFY(request.path != servicePath("/v1/uploadrequest") || request.bodySize == 0);
+        QVERIFY(request.path != kRequestFilePath || request.bodySize == 0);
     QCOMPARE(uploadini::groups(), QStringList{text("http_1")});
     QVERIFY(QFileInfo(directory).isDir());
 }
@@ -171,7 +172,7 @@ void TestRequestFiles::forgetsAndDeletesByTheAnswer()
         QVERIFY(uploadini::groups().contains(text("http_b")));
     }
     if (next == Next::OwnLog) {
-        QCOMPARE(secondRequest()->url().path().toUtf8(), servicePath("/v1/logfile/upload"));
+        QCOMPARE(secondRequest()->url().path().toUtf8(), kLogFilePath);
     }
 }
 

@@ -2,6 +2,7 @@
 #include "support/uploader/text.h"
 #include "support/uploader/uploadini.h"
 #include "support/uploader/uploadscene.h"
+#include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QFileInfo>
@@ -37,11 +38,11 @@ void TestSingleRequestFile::sendsTheFileByteForByte()
     QCOMPARE(scene.server.requests().size(), 1);
     const RecordedRequest request = scene.server.requests().first();
     QCOMPARE(request.method, QByteArray("POST"));
-    QCOMPARE(request.path, servicePath("/v1/uploadrequest"));
-    QCOMPARE(request.header("Content-Type"), expectedContentType());
-    QCOMPARE(request.body, expectedLogForm(text("nickname-ann.userid-42.roomid-7.roomname-l\xC3\xB6"
-                                                "bby"),
-                                           text("space"), text("request.json"), "content"));
+    QCOMPARE(request.path, kRequestFilePath);
+    QCOMPARE(request.header("Content-Type"), formType());
+    QCOMPARE(request.body, logForm(text("nickname-ann.userid-42.roomid-7.roomname-l\xC3\xB6"
+                                        "bby"),
+                                   text("space"), text("request.json"), "content"));
 }
 
 void TestSingleRequestFile::attachesOnlyTheFileToTheReply()
@@ -77,7 +78,7 @@ void TestSingleRequestFile::sendsAnEmptyBodyWhenTheFileIsMissing()
     const QList<RecordedRequest> requests = scene.server.requests();
     QCOMPARE(requests.size(), 2);
     QCOMPARE(requests.first().method, QByteArray("POST"));
-    QCOMPARE(requests.first().header("Content-Type"), expectedContentType());
+    QCOMPARE(requests.first().header("Content-Type"), formType());
     QCOMPARE(requests.first().header("Content-Length"), QByteArray("0"));
     QVERIFY(requests.at(1).path.endsWith("/v1/logfile/upload"));
 }
@@ -123,7 +124,7 @@ void TestSingleRequestFile::deletesTheFileAndGoesOnByTheAnswer()
     QCOMPARE(readFile(uploadini::path()), ini);
     QCOMPARE(scene.uploader.httpGroups, QList<QString>{text("http_1")});
     if (!quits) {
-        QCOMPARE(replies().at(1)->url().path().toUtf8(), servicePath("/v1/logfile/upload"));
+        QCOMPARE(replies().at(1)->url().path().toUtf8(), kLogFilePath);
     }
 }
 

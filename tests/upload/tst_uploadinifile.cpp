@@ -1,4 +1,5 @@
 #include "support/files/fileio.h"
+#include "support/files/noise.h"
 #include "support/process/messagecatcher.h"
 #include "support/uploader/testuploader.h"
 #include "support/uploader/uploadini.h"
@@ -24,16 +25,10 @@ QByteArray allBytes()
     return bytes;
 }
 
-// Neither brackets nor slashes: settings objects drop a slash at the end of a key.
-QByteArray noise(int size)
+/// Neither brackets nor slashes: settings objects drop a slash at the end of a key.
+QByteArray harmlessNoise(int size)
 {
-    QByteArray bytes;
-    quint32 state = 1;
-    while (bytes.size() < size) {
-        state = state * 1664525U + 1013904223U;
-        bytes += static_cast<char>(state >> 24);
-    }
-    return bytes.replace('[', '(').replace('/', '|');
+    return noise(size).replace('[', '(').replace('/', '|');
 }
 
 } // namespace
@@ -142,7 +137,7 @@ void TestUploadIniFile::forgettingOneGroupLosesNoOther_data()
     QTest::newRow("every byte") << "[mid]\nkey=" + allBytes() + '\n' << true;
     QTest::newRow("every byte as lines") << allBytes() + '\n' << true;
     QTest::newRow("carriage returns") << QByteArray("[mid]\ra=1\r[more]\rb=2\r") << false;
-    QTest::newRow("64 KiB of noise") << "[mid]\n" + noise(65536) + '\n' << false;
+    QTest::newRow("64 KiB of noise") << "[mid]\n" + harmlessNoise(65536) + '\n' << false;
     QTest::newRow("1 MB in one line") << "[mid]\npath=" + QByteArray(1000000, 'x') + '\n' << false;
     QTest::newRow("1 MB group name") << "[" + QByteArray(1000000, 'g') + "]\na=1\n" << false;
     QTest::newRow("20,000 groups") << manyGroups(20000) << false;

@@ -15,7 +15,7 @@
 
 namespace {
 
-// The wire form, written out: everything else in the tests may be built on it, so nothing here is.
+/// The wire form, written out: everything else in the tests may be built on it, so nothing here is.
 const QByteArray kDelimiter = QByteArrayLiteral("----------GI3Ef1ei4KM7KM7ae0ei4ei4ei4ae0\r\n");
 const QByteArray kEnd = QByteArrayLiteral("----------GI3Ef1ei4KM7KM7ae0ei4ei4ei4ae0--\r\n");
 const QByteArray kContentType =
@@ -47,7 +47,7 @@ private slots:
     void sendsTheSameFormTwice();
 
 private:
-    /// Posts `request` with the file at `path` and waits for the answer.
+    /// Posts \a request with the file at \a path and waits for the answer.
     QNetworkReply *post(UploadRequest &request, const QString &path)
     {
         auto *file = new SnapshotFile(path, nullptr);

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Calls `use` with settings on `copy` and returns whether they are on disk afterwards.
+/// Calls \a use with settings on \a copy and returns whether they are on disk afterwards.
 bool withSettings(const QString &copy, const std::function<void(QSettings &)> &use)
 {
     QSettings settings(copy, QSettings::IniFormat);

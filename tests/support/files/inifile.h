@@ -17,7 +17,7 @@ public:
     QVariant value(const QString &key) const;
     /// All values by "group/key".
     QVariantMap values() const;
-    /// Calls `fill` with the file's settings and puts the result in its place. Returns whether that worked.
+    /// Calls \a fill with the file's settings and puts the result in its place. Returns whether that worked.
     bool change(const std::function<void(QSettings &)> &fill) const;
 
 private:

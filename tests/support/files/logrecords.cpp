@@ -8,7 +8,7 @@ namespace {
 
 const char kRecordEnd[] = "\r\n\n";
 
-/// Position of the bracket that closes the one before `from`; -1 without one. Signatures contain brackets themselves.
+/// Position of the bracket that closes the one before \a from; -1 without one. Signatures contain brackets themselves.
 int closingBracket(const QString &text, int from)
 {
     int depth = 1;

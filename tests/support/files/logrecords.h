@@ -31,9 +31,9 @@ public:
     QStringList messages() const;
     /// The records of one function, named by its whole signature.
     QList<LogRecord> from(const QString &function) const;
-    /// The records whose message contains `text`.
+    /// The records whose message contains \a text.
     QList<LogRecord> containing(const QString &text) const;
-    /// Whether a record of `function` contains `text`.
+    /// Whether a record of \a function contains \a text.
     bool contains(const char *function, const char *text) const;
 
     /// False when anything in the file is not a record with its line end.

@@ -20,7 +20,7 @@ inline char *toString(RunEnd end)
     return qstrdup(end == RunEnd::Quit ? "quit" : end == RunEnd::Stopped ? "stopped" : "timed out");
 }
 
-/// Calls `start` from the event loop of the application and runs the loop until somebody quits, or until `stopWhen`
-/// holds and the loop still goes on. A null `start` just runs the loop.
+/// Calls \a start from the event loop of the application and runs the loop until somebody quits, or until \a stopWhen
+/// holds and the loop still goes on. A null \a start just runs the loop.
 RunEnd runApplication(const std::function<void()> &start, const std::function<bool()> &stopWhen = {},
                       int timeoutMs = 30000);

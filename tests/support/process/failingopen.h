@@ -9,9 +9,9 @@
 /// For Linux only.
 namespace failingopen {
 
-/// The next `count` attempts to open `path` fail with EACCES.
+/// The next \a count attempts to open \a path fail with EACCES.
 void failNext(const QString &path, int count);
-/// Likewise, but only after `successes` attempts that go through.
+/// Likewise, but only after \a successes attempts that go through.
 void failAfter(const QString &path, int successes, int count);
 /// Attempts to open that path since then.
 int attempts();

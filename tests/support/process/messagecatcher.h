@@ -30,7 +30,7 @@ public:
     QList<CaughtMessage> messages() const;
     /// Their texts only.
     QStringList texts() const;
-    /// Whether the text of any message contains `text`.
+    /// Whether the text of any message contains \a text.
     bool contains(const QString &text) const;
 
 private:

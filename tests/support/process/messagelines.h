@@ -9,5 +9,5 @@ class MessageCatcher;
 /// Functions are named by their signature as GCC writes it ("QString KxUpload::getFileInfo(const QString&)"), whatever
 /// the compiler.
 QStringList messageLines(const MessageCatcher &messages);
-/// Only the lines of the functions of `className`, which are named without it and their types: "uploadList: text".
+/// Only the lines of the functions of \a className, which are named without it and their types: "uploadList: text".
 QStringList messageLinesOf(const MessageCatcher &messages, const QString &className);

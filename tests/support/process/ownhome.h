@@ -2,5 +2,5 @@
 
 #include <QString>
 
-/// Makes `path` the home of this process, so that nothing of the user's home is read or written.
+/// Makes \a path the home of this process, so that nothing of the user's home is read or written.
 void useHome(const QString &path);

@@ -4,8 +4,8 @@
 #include <QDeadlineTimer>
 #include <QTimer>
 
-/// Waits until `condition()` holds, processing events of the calling thread meanwhile. Returns false if it still does
-/// not hold after `timeoutMs` milliseconds.
+/// Waits until \a condition holds, processing events of the calling thread meanwhile. Returns false if it still does
+/// not hold after \a timeoutMs milliseconds.
 template<typename Condition>
 bool waitFor(Condition condition, int timeoutMs = 10000)
 {

@@ -1,5 +1,7 @@
 #include "support/server/rawclient.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -11,7 +13,7 @@
 
 namespace {
 
-constexpr int kPatienceMs = 10000;
+constexpr int kPatienceMs = 20000;
 
 bool waitUntil(int descriptor, short event, int timeoutMs)
 {
@@ -33,7 +35,21 @@ RawClient::RawClient(quint16 port) : descriptor_(::socket(AF_INET, SOCK_STREAM, 
 
 RawClient::~RawClient()
 {
-    ::close(descriptor_);
+    close();
+}
+
+void RawClient::close()
+{
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+    descriptor_ = -1;
+}
+
+RawAnswer RawClient::ask(quint16 port, const QByteArray &request)
+{
+    RawClient client(port);
+    client.send(request);
+    return client.receiveAnswer();
 }
 
 bool RawClient::send(const QByteArray &bytes)
@@ -55,56 +71,65 @@ int RawClient::sendUntilStuck(const QByteArray &bytes, int quietMs)
 
 QByteArray RawClient::receive(int count)
 {
-    while (unread_.size() < count) {
-        const QByteArray piece = receiveSome(kPatienceMs);
-        if (piece.isEmpty())
-            break;
-        unread_ += piece;
+    while (unread_.size() < count && receiveMore(kPatienceMs)) {
     }
     const QByteArray bytes = unread_.left(count);
     unread_.remove(0, bytes.size());
     return bytes;
 }
 
-QByteArray RawClient::receiveAnswer()
+RawAnswer RawClient::receiveAnswer()
 {
-    QByteArray head;
-    while (!head.endsWith("\r\n\r\n")) {
-        const QByteArray byte = receive(1);
-        if (byte.isEmpty())
-            return head;
-        head += byte;
+    static const QRegularExpression pattern(QStringLiteral("\r\nContent-Length: (\\d+)\r\n"));
+    RawAnswer answer;
+    answer.head = receiveHead();
+    const int length = pattern.match(QString::fromLatin1(answer.head)).captured(1).toInt();
+    answer.body = receive(length);
+    if (answer.body.size() == length)
+        answer.status = answer.head.mid(9, 3).toInt();
+    return answer;
+}
+
+QByteArray RawClient::receiveHead()
+{
+    int end = -1;
+    while ((end = unread_.indexOf("\r\n\r\n")) < 0) {
+        if (!receiveMore(kPatienceMs))
+            return QByteArray();
     }
-    const QByteArray name = "Content-Length: ";
-    const int from = head.indexOf(name) + name.size();
-    return head + receive(head.mid(from, head.indexOf('\r', from) - from).toInt());
+    return receive(end + 4);
 }
 
 RawClient::End RawClient::receiveEnd(int quietMs)
 {
-    while (!receiveSome(quietMs).isEmpty()) {
-    }
+    while (receiveMore(quietMs))
+        unread_.clear();
     return end_;
 }
 
-QByteArray RawClient::receiveSome(int quietMs)
+bool RawClient::receiveMore(int quietMs)
 {
     char buffer[16 * 1024];
-    if (!waitUntil(descriptor_, POLLIN, quietMs))
-        return QByteArray();
+    if (end_ != End::Open || !waitUntil(descriptor_, POLLIN, quietMs))
+        return false;
     const auto count = ::recv(descriptor_, buffer, sizeof buffer, 0);
-    if (count <= 0)
+    if (count <= 0) {
         end_ = count == 0 ? End::Closed : End::Reset;
-    return QByteArray(buffer, int(std::max<decltype(count)>(count, 0)));
+        return false;
+    }
+    unread_.append(buffer, int(count));
+    return true;
+}
+
+QByteArray post(const QByteArray &path, const QByteArray &contentType, const QByteArray &body,
+                const QByteArray &moreHeaders)
+{
+    const QByteArray type = contentType.isEmpty() ? QByteArray() : "Content-Type: " + contentType + "\r\n";
+    return "POST " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\n" + type +
+           "Content-Length: " + QByteArray::number(body.size()) + "\r\n" + moreHeaders + "\r\n" + body;
 }
 
 QByteArray rawPost(const QByteArray &body, const QByteArray &path)
 {
-    return "POST " + path + " HTTP/1.1\r\nHost: x\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" +
-           body;
-}
-
-QByteArray bodyOf(const QByteArray &answer)
-{
-    return answer.mid(answer.indexOf("\r\n\r\n") + 4);
+    return post(path, QByteArray(), body);
 }

@@ -22,7 +22,7 @@ struct RecordedRequest
     qint64 readMs = 0;                            ///< when the server had read what it wanted of the request
     QString problem;                              ///< why the head is not that of an HTTP request; empty when it is
 
-    /// Value of the first header called `name`, whatever its case; null without one.
+    /// Value of the first header called \a name, whatever its case; null without one.
     QByteArray header(const QByteArray &name) const;
     int countHeader(const QByteArray &name) const;
 
@@ -31,6 +31,6 @@ struct RecordedRequest
     /// Whether both are the same request sent again: method, path and body are equal.
     bool isRepeatOf(const RecordedRequest &other) const;
 
-    /// Fills method, path, headers, contentLength and problem from `head`, which ends in the empty line.
+    /// Fills method, path, headers, contentLength and problem from \a head, which ends in the empty line.
     void parseHead(const QByteArray &head);
 };

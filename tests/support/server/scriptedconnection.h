@@ -13,7 +13,7 @@ class QTcpSocket;
 class ScriptedConnection : public QThread
 {
 public:
-    /// Takes over `descriptor`. `config` and `state` outlive the thread.
+    /// Takes over \a descriptor. \a config and \a state outlive the thread.
     ScriptedConnection(qintptr descriptor, int number, const ScriptedServer::Config &config, ServerState &state);
     ~ScriptedConnection() override;
 

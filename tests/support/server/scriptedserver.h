@@ -45,7 +45,7 @@ public:
     bool isListening() const;
     QString errorString() const;
     quint16 port() const;
-    /// http(s)://127.0.0.1:port followed by `path`, which starts with a slash.
+    /// http(s)://127.0.0.1:port followed by \a path, which starts with a slash.
     QUrl url(const QString &path = QStringLiteral("/")) const;
 
     /// What was received, in the order in which reading it ended. A request that the server cut off or whose client
@@ -59,7 +59,7 @@ public:
     /// Number of accepted connections.
     int connections() const;
 
-    /// Waits until `count` requests are recorded, processing events meanwhile. Returns false at the timeout.
+    /// Waits until \a count requests are recorded, processing events meanwhile. Returns false at the timeout.
     bool waitForRequests(int count, int timeoutMs = 10000) const;
 
     /// Waits until a request has reached a place where its reply holds, processing events meanwhile.

@@ -32,7 +32,7 @@ public:
     void release();
     bool isHolding() const;
 
-    /// Sleeps `ms` milliseconds, less when stopped meanwhile.
+    /// Sleeps \a ms milliseconds, less when stopped meanwhile.
     void pause(int ms);
 
     /// Makes a second descriptor of the same connection, which stop() shuts down so that nobody waits for it any more.

@@ -8,6 +8,17 @@
 
 Q_DECLARE_METATYPE(Reply)
 
+namespace {
+
+/// \a request without its last \a count bytes.
+QByteArray cut(QByteArray request, int count)
+{
+    request.chop(count);
+    return request;
+}
+
+} // namespace
+
 /// What happens in the middle of requests: hooks, holds, slowness, and ends of the server or the client.
 class TestScriptedServerFlow : public QObject
 {
@@ -21,7 +32,7 @@ private slots:
         QElapsedTimer timer;
         timer.start();
         QVERIFY(client.send(rawPost("x")));
-        QCOMPARE(bodyOf(client.receiveAnswer()), QByteArray("0123456789"));
+        QCOMPARE(client.receiveAnswer().body, QByteArray("0123456789"));
         QVERIFY2(timer.elapsed() >= 300, qPrintable(QString::number(timer.elapsed())));
     }
 
@@ -45,7 +56,7 @@ private slots:
         recorded = [&] { return server.requests().size(); };
         RawClient client(server.port());
         QVERIFY(client.send(rawPost(QByteArray(1000, 'x'))));
-        QVERIFY(!client.receiveAnswer().isEmpty());
+        QCOMPARE(client.receiveAnswer().status, 200);
         QCOMPARE(order, (QList<QByteArray>{"headers", "300", "700", "700 again", "request"}));
         QCOMPARE(before, 0);
         QCOMPARE(after, 1);
@@ -56,7 +67,7 @@ private slots:
         std::atomic<int> calls(0);
         const ScriptedServer server(0, {Reply::json().onBodyBytes(6, [&] { ++calls; }).onHeaders([&] { ++calls; })});
         RawClient client(server.port());
-        QVERIFY(client.send(rawPost("0123456789").chopped(5)));
+        QVERIFY(client.send(cut(rawPost("0123456789"), 5)));
         QVERIFY(waitFor([&] { return calls == 1; }));
         QTest::qWait(50);
         QCOMPARE(calls.load(), 1);
@@ -80,7 +91,7 @@ private slots:
         QVERIFY(server.requests().isEmpty());
         server.release();
         QVERIFY(client.send(request.mid(sent)));
-        QVERIFY(client.receiveAnswer().startsWith("HTTP/1.1 200 "));
+        QCOMPARE(client.receiveAnswer().status, 200);
         QVERIFY(server.requests().first().bodyComplete);
     }
 
@@ -98,7 +109,7 @@ private slots:
         QVERIFY(server.waitForHold());
         QCOMPARE(passed.load(), 1);
         server.release();
-        QVERIFY(client.receiveAnswer().startsWith("HTTP/1.1 200 "));
+        QCOMPARE(client.receiveAnswer().status, 200);
         QCOMPARE(passed.load(), 2);
     }
 
@@ -114,7 +125,7 @@ private slots:
         const ScriptedServer server(0, {Reply::json().readingSlowly(200, 50)});
         RawClient client(server.port());
         QVERIFY(client.send(rawPost(QByteArray(1000, 'x'))));
-        QVERIFY(client.receiveAnswer().startsWith("HTTP/1.1 200 "));
+        QCOMPARE(client.receiveAnswer().status, 200);
         const RecordedRequest request = server.requests().first();
         QVERIFY2(request.readMs - request.firstByteMs >= 250, "five chunks with a delay before each");
         QCOMPARE(request.body, QByteArray(1000, 'x'));
@@ -125,7 +136,7 @@ private slots:
         const ScriptedServer server;
         {
             RawClient client(server.port());
-            QVERIFY(client.send(rawPost("0123456789").chopped(4)));
+            QVERIFY(client.send(cut(rawPost("0123456789"), 4)));
         }
         QVERIFY(server.waitForRequests(1));
         QCOMPARE(server.requests().first().body, QByteArray("012345"));
@@ -165,7 +176,7 @@ private slots:
         RawClient client(server->port());
         RawClient withoutRequest(server->port());
         const bool unfinished = QByteArray(QTest::currentDataTag()).startsWith("waits");
-        QVERIFY(client.send(rawPost("0123456789").chopped(unfinished ? 1 : 0)));
+        QVERIFY(client.send(cut(rawPost("0123456789"), unfinished ? 1 : 0)));
         QVERIFY(waitFor([&] { return reached.load(); }));
         QElapsedTimer timer;
         timer.start();

@@ -10,11 +10,11 @@ bool enterOwnMounts();
 class Mount
 {
 public:
-    /// An empty file system of `bytes` bytes, in memory, on `folder`.
+    /// An empty file system of \a bytes bytes, in memory, on \a folder.
     static Mount smallDisk(const QString &folder, qint64 bytes);
-    /// `folder` as it is, but read-only.
+    /// \a folder as it is, but read-only.
     static Mount readOnly(const QString &folder);
-    /// What is in `source`, in place of `folder`.
+    /// What is in \a source, in place of \a folder.
     static Mount showing(const QString &source, const QString &folder);
 
     Mount(Mount &&other) noexcept;
@@ -31,6 +31,6 @@ private:
     bool valid_;
 };
 
-/// Writes a file at `path` that takes all free space of its file system but `leftBytes`. Returns whether that much, or
-/// less if there was less, is left.
+/// Writes a file at \a path that takes all free space of its file system but \a leftBytes. Returns whether that much,
+/// or less if there was less, is left.
 bool fillDisk(const QString &path, qint64 leftBytes);

@@ -8,29 +8,7 @@
 
 namespace {
 
-QProcessEnvironment toolEnvironment(const QString &home, const QMap<QString, QString> &additions)
-{
-    QProcessEnvironment environment;
-    const QProcessEnvironment caller = QProcessEnvironment::systemEnvironment();
-    for (const char *name :
-         {"PATH", "TZ", "LD_LIBRARY_PATH", "DYLD_LIBRARY_PATH", "DYLD_FRAMEWORK_PATH", "QT_PLUGIN_PATH", "ASAN_OPTIONS",
-          "UBSAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "LLVM_PROFILE_FILE"}) {
-        const QString key = QString::fromLatin1(name);
-        if (caller.contains(key))
-            environment.insert(key, caller.value(key));
-    }
-    environment.insert(QStringLiteral("LANG"), QStringLiteral("C.UTF-8"));
-    environment.insert(QStringLiteral("HOME"), home);
-#ifdef Q_OS_MACOS
-    // The folders of the system's own library do not follow HOME.
-    environment.insert(QStringLiteral("CFFIXED_USER_HOME"), home);
-#endif
-    for (auto addition = additions.begin(); addition != additions.end(); ++addition)
-        environment.insert(addition.key(), addition.value());
-    return environment;
-}
-
-/// The highest folder on the way to `path` that does not exist; empty when all do.
+/// The highest folder on the way to \a path that does not exist; empty when all do.
 QString firstMissing(const QString &path)
 {
     QString missing;
@@ -142,6 +120,26 @@ QByteArray Sandbox::ownLogText() const
     return logs.isEmpty() ? QByteArray() : readFile(logs.last());
 }
 
+QProcessEnvironment Sandbox::environment() const
+{
+    QProcessEnvironment environment;
+    const QProcessEnvironment caller = QProcessEnvironment::systemEnvironment();
+    for (const char *name :
+         {"PATH", "TZ", "LD_LIBRARY_PATH", "DYLD_LIBRARY_PATH", "DYLD_FRAMEWORK_PATH", "QT_PLUGIN_PATH", "ASAN_OPTIONS",
+          "UBSAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "LLVM_PROFILE_FILE"}) {
+        const QString key = QString::fromLatin1(name);
+        if (caller.contains(key))
+            environment.insert(key, caller.value(key));
+    }
+    environment.insert(QStringLiteral("LANG"), QStringLiteral("C.UTF-8"));
+    environment.insert(QStringLiteral("HOME"), home());
+#ifdef Q_OS_MACOS
+    // The folders of the system's own library do not follow HOME.
+    environment.insert(QStringLiteral("CFFIXED_USER_HOME"), home());
+#endif
+    return environment;
+}
+
 ToolResult Sandbox::runTool(const QStringList &arguments, int timeoutMs, const ToolOptions &options) const
 {
     return startTool(arguments, options)->finish(timeoutMs);
@@ -149,7 +147,9 @@ ToolResult Sandbox::runTool(const QStringList &arguments, int timeoutMs, const T
 
 std::unique_ptr<ToolRun> Sandbox::startTool(const QStringList &arguments, const ToolOptions &options) const
 {
+    QProcessEnvironment variables = environment();
+    for (auto addition = options.environment.begin(); addition != options.environment.end(); ++addition)
+        variables.insert(addition.key(), addition.value());
     const QString output = root_ + QStringLiteral("/run%1").arg(++runs_);
-    return std::make_unique<ToolRun>(options.prefix + QStringList(toolPath()) + arguments, root_,
-                                     toolEnvironment(home(), options.environment), output);
+    return std::make_unique<ToolRun>(options.prefix + QStringList(toolPath()) + arguments, root_, variables, output);
 }

@@ -12,13 +12,13 @@ class QSettings;
 ///
 ///     Sandbox sandbox;
 ///     const QString log = sandbox.addFile(QStringLiteral("logs/log1.log"), "some text");
-/// ///     sandbox.writeIni([&](QSettings &ini) { ini.setValue(QStringLiteral("log1/path"), log); });
+///     sandbox.writeIni([&](QSettings &ini) { ini.setValue(QStringLiteral("log1/path"), log); });
 ///     const ToolResult result = sandbox.runTool({});
 ///     QVERIFY2(result.isSuccess(), result.describe());
 class Sandbox
 {
 public:
-    /// Installs `tool` in a new folder below `parent`, which is made if need be (and removed at the end if it was);
+    /// Installs \a tool in a new folder below \a parent, which is made if need be (and removed at the end if it was);
     /// empty: in the system's folder for temporary files.
     explicit Sandbox(const QString &tool = builtTool(), const QString &parent = QString());
     ~Sandbox();
@@ -38,7 +38,7 @@ public:
     QString toolPath() const;
 
     QString iniPath() const { return appDirectory() + QStringLiteral("/config/upload.ini"); }
-    /// Opens upload.ini as UTF-8 INI settings, adding to what is there, and calls `fill`. Returns whether it is on
+    /// Opens upload.ini as UTF-8 INI settings, adding to what is there, and calls \a fill. Returns whether it is on
     /// disk.
     bool writeIni(const std::function<void(QSettings &)> &fill) const;
     bool writeRawIni(const QByteArray &bytes) const;
@@ -49,7 +49,7 @@ public:
     /// What is on disk now under "group/key".
     QVariant iniValue(const QString &key) const;
 
-    /// Writes a file at `name`, relative to appDirectory(), making its folders. Returns its absolute path, empty on
+    /// Writes a file at \a name, relative to appDirectory(), making its folders. Returns its absolute path, empty on
     /// failure.
     QString addFile(const QString &name, const QByteArray &bytes) const;
 
@@ -62,8 +62,11 @@ public:
     /// Contents of the newest of them; null without one.
     QByteArray ownLogText() const;
 
-    /// Runs the tool to its end, blocking; killed after `timeoutMs`. Its environment holds PATH, HOME, LANG=C.UTF-8,
-    /// the additions of `options`, and of the caller's TZ, library paths and sanitizer options. It starts in root().
+    /// All that a run gets of the environment: PATH, HOME, LANG=C.UTF-8, and of the caller's TZ, library paths and
+    /// sanitizer options.
+    QProcessEnvironment environment() const;
+    /// Runs the tool to its end, blocking; killed after \a timeoutMs. It starts in root(), with environment() and the
+    /// additions of \a options.
     ToolResult runTool(const QStringList &arguments, int timeoutMs = 30000, const ToolOptions &options = {}) const;
     /// Starts the tool and returns; for tests that watch it or end it.
     std::unique_ptr<ToolRun> startTool(const QStringList &arguments, const ToolOptions &options = {}) const;

@@ -35,8 +35,8 @@ struct ToolOptions
 class ToolRun
 {
 public:
-    /// Starts `command` (program, then arguments) in `directory` with exactly `environment`; the output goes to
-    /// `outputBase`.out and .err.
+    /// Starts \a command (program, then arguments) in \a directory with exactly \a environment; the output goes to two
+    /// files whose names are \a outputBase and .out or .err.
     ToolRun(const QStringList &command, const QString &directory, const QProcessEnvironment &environment,
             const QString &outputBase);
     ~ToolRun();
@@ -54,7 +54,7 @@ public:
     void kill();
     /// Asks the process to end (SIGTERM).
     void terminate();
-    /// Waits for the end, blocking; kills the process after `timeoutMs` milliseconds.
+    /// Waits for the end, blocking; kills the process after \a timeoutMs milliseconds.
     ToolResult finish(int timeoutMs = 30000);
 
 private:

@@ -1,19 +1,12 @@
 #include "support/tool/toolsetup.h"
 
-#include "kxendpoints.h"
 #include "support/files/logrecords.h"
-#include "support/wire/multipartform.h"
 
 #include <QDir>
 #include <QDirIterator>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QSettings>
-
-const char kLogFilePath[] = "/logsys/client/v1/logfile/upload";
-const char kProducerPath[] = "/v1/clientproducer/upload";
-const char kCrashPath[] = "/logsys/client/v1/crash/upload";
-const char kUserInfo[] = "nickname-ann.userid-42.";
-const char kGroupUserInfo[] = "nickname-ann.loginname-.userid-42.";
 
 namespace {
 
@@ -24,14 +17,6 @@ QString functionName(const QString &signature)
 }
 
 } // namespace
-
-quint16 servicePort()
-{
-    const int port = QUrl(QLatin1String(kxendpoints::kLogServiceUrl)).port();
-    if (port != QUrl(QLatin1String(kxendpoints::kProducerUrl)).port())
-        qFatal("these tests serve the log service and the producer on one port");
-    return quint16(port);
-}
 
 bool addUser(const Sandbox &sandbox)
 {
@@ -57,24 +42,6 @@ QString addLog(const Sandbox &sandbox, const QString &group, const QByteArray &b
     return addGroup(sandbox, group, path, sdk) ? path : QString();
 }
 
-QString sentFileName(const RecordedRequest &request)
-{
-    static const QRegularExpression ownLog(QStringLiteral("^upload_\\d{4}(_\\d\\d){5}\\.log$"));
-    const MultipartForm form = parseForm(request);
-    if (!form.isWellFormed())
-        return form.problem;
-    const QString name = form.parts.last().fileName;
-    return ownLog.match(name).hasMatch() ? QStringLiteral("own log") : name;
-}
-
-QStringList sentFileNames(const ScriptedServer &server)
-{
-    QStringList names;
-    for (const RecordedRequest &request : server.requests())
-        names.append(sentFileName(request));
-    return names;
-}
-
 QStringList recordLines(const LogRecords &log)
 {
     QStringList lines;
@@ -84,6 +51,12 @@ QStringList recordLines(const LogRecords &log)
         lines.append(level + functionName(record.function) + QStringLiteral(": ") + record.message);
     }
     return lines;
+}
+
+QString fastFolder()
+{
+    const QFileInfo memory(QStringLiteral("/dev/shm"));
+    return memory.isDir() && memory.isWritable() ? memory.filePath() : QString();
 }
 
 ToolOptions byShell(const QString &script)

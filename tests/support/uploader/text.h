@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// The UTF-8 text `utf8`.
+/// The UTF-8 text \a utf8.
 inline QString text(const char *utf8)
 {
     return QString::fromUtf8(utf8);

@@ -1,12 +1,11 @@
 #include "support/uploader/uploadscene.h"
 
-#include "kxendpoints.h"
 #include "kxlog/kxlog.h"
 #include "support/files/fileio.h"
 #include "support/process/messagelines.h"
 #include "support/process/ownhome.h"
-#include "support/tool/toolsetup.h"
 #include "support/uploader/uploadini.h"
+#include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QDir>
@@ -15,7 +14,7 @@
 
 namespace {
 
-// Opens an own log without letting it take the messages, which belong to the test.
+/// Opens an own log without letting it take the messages, which belong to the test.
 void openOwnLog(const QString &dir)
 {
     const QtMessageHandler before =
@@ -25,16 +24,6 @@ void openOwnLog(const QString &dir)
 }
 
 } // namespace
-
-QByteArray servicePath(const char *endpoint)
-{
-    return QUrl(QLatin1String(kxendpoints::kLogServiceUrl) + QLatin1String(endpoint)).path().toUtf8();
-}
-
-QByteArray producerPath()
-{
-    return QUrl(QLatin1String(kxendpoints::kProducerUrl)).path().toUtf8();
-}
 
 UploadScene::UploadScene(const QList<Reply> &script, const Reply &fallback) : server(servicePort(), script, fallback)
 {

@@ -28,7 +28,7 @@ public:
     /// False when folder or port were not to be had: QVERIFY(scene.isValid()).
     bool isValid() const;
 
-    /// Absolute path of `name` in the scene's folder.
+    /// Absolute path of \a name in the scene's folder.
     QString path(const QString &name) const { return dir.filePath(name); }
     /// Writes a file into the scene's folder and returns its absolute path.
     QString addFile(const QString &name, const QByteArray &bytes) const;
@@ -37,7 +37,7 @@ public:
     /// Adds a group with a "path" to upload.ini.
     void addGroup(const QString &group, const QString &path) const;
 
-    /// Reads upload.ini into the uploader and calls `start` as runApplication() does. The messages of the reading are
+    /// Reads upload.ini into the uploader and calls \a start as runApplication() does. The messages of the reading are
     /// not caught.
     RunEnd run(const std::function<void()> &start, const std::function<bool()> &stopWhen = {});
     /// The reply that is in flight; null when there is none or more than one.
@@ -59,8 +59,3 @@ public:
     std::unique_ptr<MessageCatcher> messages;
     TestUploader uploader;
 };
-
-/// Path of the log service's endpoint `endpoint`, as in a request line.
-QByteArray servicePath(const char *endpoint);
-/// Path of the endpoint for SDK logs, likewise.
-QByteArray producerPath();

@@ -1,9 +1,26 @@
 #include "support/wire/arrivals.h"
 
-#include "support/tool/toolsetup.h"
 #include "support/wire/multipartform.h"
 
-#include <QFileInfo>
+#include <QRegularExpression>
+
+QString sentFileName(const RecordedRequest &request)
+{
+    static const QRegularExpression ownLog(QStringLiteral("^upload_\\d{4}(_\\d\\d){5}\\.log$"));
+    const MultipartForm form = parseForm(request);
+    if (!form.isWellFormed())
+        return form.problem;
+    const QString name = form.parts.last().fileName;
+    return ownLog.match(name).hasMatch() ? QStringLiteral("own log") : name;
+}
+
+QStringList sentFileNames(const ScriptedServer &server)
+{
+    QStringList names;
+    for (const RecordedRequest &request : server.requests())
+        names.append(sentFileName(request));
+    return names;
+}
 
 QList<Arrival> arrivals(const ScriptedServer &server)
 {
@@ -22,10 +39,4 @@ QStringList arrivedNames(const ScriptedServer &server)
     for (const Arrival &arrival : arrivals(server))
         names.append(arrival.name);
     return names;
-}
-
-QString fastFolder()
-{
-    const QFileInfo memory(QStringLiteral("/dev/shm"));
-    return memory.isDir() && memory.isWritable() ? memory.filePath() : QString();
 }

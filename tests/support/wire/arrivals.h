@@ -15,12 +15,14 @@ struct Arrival
     QByteArray bytes; ///< empty unless the server keeps bodies
 };
 
-/// The files that reached `server` whole, in order, repeats by Qt counted once. Needs BodyStore::Keep.
+/// File name in the form of a request: "own log" for the tool's own, and for a request without a sound form what is
+/// wrong with it.
+QString sentFileName(const RecordedRequest &request);
+/// File names of the requests in order, each as often as it came.
+QStringList sentFileNames(const ScriptedServer &server);
+
+/// The files that reached \a server whole, in order, repeats by Qt counted once. Needs BodyStore::Keep.
 QList<Arrival> arrivals(const ScriptedServer &server);
 
 /// Their names.
 QStringList arrivedNames(const ScriptedServer &server);
-
-/// A folder for sandboxes whose files the tool goes through fast: in memory where the system has such a place, else
-/// empty, which Sandbox takes for the system's folder for temporary files.
-QString fastFolder();

@@ -5,7 +5,7 @@ namespace {
 const char kLineEnd[] = "\r\n";
 const char kFormType[] = "multipart/form-data; boundary=";
 
-/// Fills `part` from the value of its Content-Disposition. Returns what is wrong with it.
+/// Fills \a part from the value of its Content-Disposition. Returns what is wrong with it.
 QString readDisposition(const QByteArray &value, FormPart &part)
 {
     const QByteArray start = QByteArrayLiteral("form-data; name=\"");
@@ -36,7 +36,7 @@ QString readHeader(const QByteArray &line, FormPart &part)
     return line.startsWith("Content-Disposition:") ? readDisposition(value, part) : QString();
 }
 
-/// Reads one part from `bytes`, which begin behind the boundary line and end before the next boundary.
+/// Reads one part from \a bytes, which begin behind the boundary line and end before the next boundary.
 QString readPart(const QByteArray &bytes, FormPart &part)
 {
     const int headEnd = bytes.indexOf("\r\n\r\n");
@@ -129,54 +129,51 @@ MultipartForm parseForm(const QByteArray &contentType, const QByteArray &body)
     return form;
 }
 
-QByteArray expectedBoundary()
+QByteArray formBoundary()
 {
     return QByteArrayLiteral("--------GI3Ef1ei4KM7KM7ae0ei4ei4ei4ae0");
 }
 
-QByteArray expectedContentType()
+QByteArray formType()
 {
-    return "multipart/form-data; boundary=" + expectedBoundary();
+    return kFormType + formBoundary();
 }
 
-QByteArray expectedTextPart(const QByteArray &name, const QByteArray &text)
+QByteArray formPart(const QByteArray &disposition, const QByteArray &body, const QByteArray &contentType)
 {
-    return "--" + expectedBoundary() +
-           "\r\n"
-           "Content-Disposition: form-data; name=\"" +
-           name +
-           "\"\r\n"
-           "\r\n" +
-           text + "\r\n";
+    const QByteArray type = contentType.isEmpty() ? QByteArray() : "Content-Type: " + contentType + kLineEnd;
+    return "--" + formBoundary() + kLineEnd + "Content-Disposition: " + disposition + kLineEnd + type + kLineEnd +
+           body + kLineEnd;
 }
 
-QByteArray expectedFilePart(const QString &fileName, const QByteArray &fileBytes)
+QByteArray textPart(const QByteArray &name, const QByteArray &text)
 {
-    return "--" + expectedBoundary() +
-           "\r\n"
-           "Content-Disposition: form-data; name=\"file\"; filename=\"" +
-           fileName.toUtf8() +
-           "\"\r\n"
-           "Content-Type: image/png\r\n"
-           "\r\n" +
-           fileBytes + "\r\n";
+    return formPart("form-data; name=\"" + name + "\"", text);
 }
 
-QByteArray expectedForm(const QList<QByteArray> &parts)
+QByteArray filePart(const QByteArray &fileName, const QByteArray &bytes)
 {
-    return parts.join() + "--" + expectedBoundary() + "--\r\n";
+    return formPart("form-data; name=\"file\"; filename=\"" + fileName + "\"", bytes, "image/png");
 }
 
-QByteArray expectedLogForm(const QString &room, const QString &nameSpace, const QString &fileName,
-                           const QByteArray &fileBytes)
+QByteArray form(const QList<QByteArray> &parts)
 {
-    return expectedForm({expectedTextPart("room", room.toUtf8()), expectedTextPart("namespace", nameSpace.toUtf8()),
-                         expectedFilePart(fileName, fileBytes)});
+    return parts.join() + "--" + formBoundary() + "--" + kLineEnd;
 }
 
-QByteArray expectedCrashForm(const QByteArray &base, const QByteArray &info, const QString &fileName,
-                             const QByteArray &fileBytes)
+QByteArray logForm(const QString &room, const QString &nameSpace, const QString &fileName, const QByteArray &bytes)
 {
-    return expectedForm(
-        {expectedTextPart("base", base), expectedTextPart("info", info), expectedFilePart(fileName, fileBytes)});
+    return form({textPart("room", room.toUtf8()), textPart("namespace", nameSpace.toUtf8()),
+                 filePart(fileName.toUtf8(), bytes)});
+}
+
+QByteArray logForm(const QByteArray &fileName, const QByteArray &bytes)
+{
+    return form(
+        {textPart("room", "nickname-ann.userid-42."), textPart("namespace", "demo"), filePart(fileName, bytes)});
+}
+
+QByteArray crashForm(const QByteArray &base, const QByteArray &info, const QString &fileName, const QByteArray &bytes)
+{
+    return form({textPart("base", base), textPart("info", info), filePart(fileName.toUtf8(), bytes)});
 }

@@ -1,4 +1,4 @@
-#include "support/process/unprivileged.h"
+#include "unprivileged.h"
 
 #include <QtGlobal>
 #include <sys/types.h>

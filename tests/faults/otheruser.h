@@ -11,6 +11,6 @@ public:
     static bool isAvailable();
     /// Starts the tool as that user.
     static ToolOptions options();
-    /// Hands `path` and all below over to that user. Returns whether that worked.
+    /// Hands \a path and all below over to that user. Returns whether that worked.
     static bool give(const QString &path);
 };

@@ -1,4 +1,4 @@
-#include "support/tool/otheruser.h"
+#include "otheruser.h"
 
 #include <QStandardPaths>
 #include <unistd.h>
