@@ -3,6 +3,8 @@
 #include "support/wire/arrivals.h"
 #include "support/wire/endpoints.h"
 
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QSettings>
 #include <QTest>
 #include <QThread>
@@ -18,7 +20,28 @@ struct Use
 {
     int descriptors = -1;
     int threads = -1;
+
+    bool operator==(const Use &other) const { return descriptors == other.descriptors && threads == other.threads; }
 };
+
+/// What \a process uses while it waits for an answer. The thread of the upload before may be about to end: only what
+/// stays for a while counts.
+Use steadyUse(qint64 process)
+{
+    constexpr int kSteadyMs = 200;
+    constexpr int kPatienceMs = 20000;
+    const QDeadlineTimer deadline(kPatienceMs);
+    Use use;
+    QElapsedTimer unchanged;
+    while (!deadline.hasExpired() && !(unchanged.isValid() && unchanged.hasExpired(kSteadyMs))) {
+        const Use now = {descriptorCount(process), threadCount(process)};
+        if (!(now == use))
+            unchanged.start();
+        use = now;
+        QThread::msleep(5);
+    }
+    return use;
+}
 
 } // namespace
 
@@ -49,7 +72,7 @@ private slots:
             while (process == 0)
                 QThread::msleep(1);
             Use &use = count == kUploads ? usedByMany_ : usedByFew_;
-            use = {descriptorCount(process), threadCount(process)};
+            use = steadyUse(process);
         });
         const ScriptedServer server(servicePort(), {}, reply);
         QVERIFY(server.isListening());
