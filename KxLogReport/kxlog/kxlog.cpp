@@ -1,9 +1,11 @@
 #include "kxlog/kxlog.h"
 
 #include "kxendpoints.h"
+#include "kxlog/logfile.h"
+#include "kxlog/logrecord.h"
 #include "kxlog/logreport.h"
 #include "kxlog/logretention.h"
-#include "kxlog/recordtime.h"
+#include "kxlog/stamp.h"
 #include "sysinfo/kxsysinfo.h"
 
 #include <QDate>
@@ -16,14 +18,17 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QStringBuilder>
-#include <QTextCodec>
+#include <QThread>
 #include <QUrl>
 
+#include <atomic>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 
 namespace {
 
-KxLog *g_instance = nullptr;
+std::atomic<KxLog *> g_instance{nullptr};
 
 // Two messages are searched for in logs by a place that has outlived many a change of this file.
 constexpr char kFixedFile[] = "KxLogReport/kxlog/kxlog";
@@ -50,6 +55,41 @@ QLatin1String levelTag(QtMsgType type)
     return {};
 }
 
+// The members that every thread reads are plain ones, as the class promises.
+template<typename T>
+T sharedValue(const T &member)
+{
+    return __atomic_load_n(&member, __ATOMIC_ACQUIRE);
+}
+
+template<typename T>
+void setShared(T &member, T value)
+{
+    __atomic_store_n(&member, value, __ATOMIC_RELEASE);
+}
+
+void echo(const char *line, std::size_t size)
+{
+    std::fwrite(line, 1, size, stderr);
+    std::fflush(stderr);
+}
+
+// The line feed behind the record is part of it here: one call each for file and echo, and nothing comes between.
+void writeRecord(const QFile *file, bool isEchoed, const char *record, std::size_t size)
+{
+    if (isEchoed) {
+        // The echo is text and ends at a zero byte, its line feed does not.
+        const auto *end = static_cast<const char *>(std::memchr(record, 0, size));
+        if (end == nullptr) {
+            echo(record, size);
+        } else {
+            const QByteArray line = QByteArray(record, static_cast<int>(end - record)) + '\n';
+            echo(line.constData(), static_cast<std::size_t>(line.size()));
+        }
+    }
+    LogFile::append(file, record, size);
+}
+
 QNetworkRequest jsonRequest(const char *baseUrl, const QString &path)
 {
     QNetworkRequest request(QUrl(QLatin1String(baseUrl) + path, QUrl::TolerantMode));
@@ -64,12 +104,38 @@ void outputMessage(QtMsgType type, const QMessageLogContext &context, const QStr
     if (type == QtWarningMsg && msg.contains(QLatin1String("libpng")))
         return;
 
+    KxLog *const log = KxLog::instance();
+    const QLatin1String time = recordTime(QDateTime::currentSecsSinceEpoch());
+    const QLatin1String level = levelTag(type);
+
+    // What follows is nearly all that a record costs beside the write, and most records are made of ASCII.
+    AsciiRecord record;
+    record.append('[');
+    record.append(time);
+    record.append(']');
+    record.append(level);
+    record.append('[');
+    record.append(context.file);
+    record.append(QLatin1String("]["));
+    record.append(context.line);
+    record.append(QLatin1String("]["));
+    record.append(context.function);
+    record.append(']');
+    const std::size_t messageStart = record.size();
+    record.append(msg);
+    const std::size_t messageEnd = record.size();
+    record.append(QLatin1String("\r\n\n"));
+    if (record.isComplete() && logTakesAscii() &&
+        !logreport::isReportMessage({record.data() + messageStart, messageEnd - messageStart})) {
+        writeRecord(sharedValue(log->logFile), sharedValue(log->showLog), record.data(), record.size());
+        return;
+    }
+
     const QString location = QLatin1Char('[') % QLatin1String(context.file) % QLatin1String("][") %
-                             QString::number(context.line) % QLatin1String("][") % QLatin1String(context.function) %
+                             QString::number(context.line) % QLatin1String("][") % QString::fromUtf8(context.function) %
                              QLatin1Char(']');
-    const QString head =
-        QLatin1Char('[') % recordTime(QDateTime::currentSecsSinceEpoch()) % QLatin1Char(']') % levelTag(type);
-    KxLog::instance()->reportLog(head, location, msg, type);
+    const QString head = QLatin1Char('[') % time % QLatin1Char(']') % level;
+    log->reportLog(head, location, msg, type);
 }
 
 KxLog::KxLog(QObject *parent) : QObject(parent)
@@ -92,9 +158,14 @@ KxLog::~KxLog()
 
 KxLog *KxLog::instance()
 {
-    if (g_instance == nullptr)
-        g_instance = new KxLog(nullptr);
-    return g_instance;
+    KxLog *log = g_instance.load(std::memory_order_acquire);
+    if (log == nullptr) {
+        // Of two threads that are here at once one makes the object for both.
+        auto made = std::make_unique<KxLog>(nullptr);
+        if (g_instance.compare_exchange_strong(log, made.get(), std::memory_order_acq_rel))
+            log = made.release();
+    }
+    return log;
 }
 
 void KxLog::install_log(const QString &path)
@@ -104,36 +175,32 @@ void KxLog::install_log(const QString &path)
     if (!QDir(path).exists())
         QDir().mkpath(path);
     removeLogs(path);
+    const QDateTime now = QDateTime::currentDateTime();
     logFileName = QStringLiteral("%1/upload_%2.log")
-                      .arg(path, QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd_hh_mm_ss")));
-    // A file of an earlier call is left open, and goes with this object.
-    if (logFile != nullptr)
-        logFile->setParent(this);
-    logFile = new QFile(logFileName);
-    logFile->open(QIODevice::WriteOnly | QIODevice::Append);
+                      .arg(path, formatStamp(QStringLiteral("yyyy_MM_dd_hh_mm_ss"), now.date(), now.time()));
+    // A file of an earlier call is left open, and goes with this one.
+    auto file = std::make_unique<LogFile>(logFileName, std::unique_ptr<QFile>(logFile));
+    file->open(QIODevice::WriteOnly | QIODevice::Append);
+    setShared<QFile *>(logFile, file.release());
     qInstallMessageHandler(outputMessage);
 }
 
 void KxLog::write_log(const QString &line)
 {
-    if (showLog) {
-        std::fprintf(stderr, "%s\n", line.toLocal8Bit().constData());
-        std::fflush(stderr);
-    }
-    if (logFile != nullptr && logFile->isOpen()) {
-        // The record brings its own CR LF: the blank line between records is part of the file's format.
-        logFile->write(QTextCodec::codecForLocale()->fromUnicode(line % QLatin1Char('\n')));
-        logFile->flush();
-    }
+    // The record brings its own CR LF: the blank line between records is part of the file's format.
+    const QByteArray record = encodeForLog(line % QLatin1Char('\n'));
+    writeRecord(sharedValue(logFile), sharedValue(showLog), record.constData(),
+                static_cast<std::size_t>(record.size()));
 }
 
 void KxLog::closeFile()
 {
-    if (logFile == nullptr)
+    QFile *const file = logFile;
+    if (file == nullptr)
         return;
-    logFile->close();
-    logFile->deleteLater();
-    logFile = nullptr;
+    setShared<QFile *>(logFile, nullptr);
+    file->close();
+    file->deleteLater();
 }
 
 QString KxLog::fileName()
@@ -148,7 +215,7 @@ QString KxLog::getPath() const
 
 void KxLog::setShowLog(bool on)
 {
-    showLog = on;
+    setShared(showLog, on);
 }
 
 void KxLog::removeLogs(const QString &dir)
@@ -173,12 +240,12 @@ bool KxLog::isSetServers()
 
 void KxLog::startReport()
 {
-    reporting = true;
+    setShared(reporting, true);
 }
 
 void KxLog::stopReport()
 {
-    reporting = false;
+    setShared(reporting, false);
 }
 
 void KxLog::setClientName(const QString &name)

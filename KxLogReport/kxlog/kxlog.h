@@ -25,6 +25,7 @@ void outputMessage(QtMsgType type, const QMessageLogContext &context, const QStr
 class KxLog : public QObject
 {
     Q_OBJECT
+    friend void outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg);
 
 public:
     explicit KxLog(QObject *parent = nullptr);

@@ -6,7 +6,8 @@ namespace logreport {
 
 namespace {
 
-const QLatin1String kReportTag("kx_log");
+constexpr std::string_view kReportTag = "kx_log";
+const QLatin1String kReportTagText(kReportTag.data(), static_cast<int>(kReportTag.size()));
 
 QString clientDescription(int clientType)
 {
@@ -42,14 +43,19 @@ QString reportTitle(int clientType, int reconnectCount)
 
 bool isReportMessage(const QString &message)
 {
-    return message.contains(kReportTag);
+    return message.contains(kReportTagText);
+}
+
+bool isReportMessage(std::string_view message)
+{
+    return message.find(kReportTag) != std::string_view::npos;
 }
 
 Message parseMessage(const QString &message)
 {
     Message result;
     result.text = message;
-    result.text.remove(kReportTag);
+    result.text.remove(kReportTagText);
     // The order is part of the format: each marker is looked for in what the ones before it left.
     result.uploadSpeed = takeMarkedInt(result.text, QStringLiteral("$#$"), QStringLiteral("upload speed:%1KB/s"));
     result.downloadSpeed = takeMarkedInt(result.text, QStringLiteral("#$#"), QStringLiteral("download speed:%1KB/s"));

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QtGlobal>
 
+#include <string_view>
+
 /// Pure functions of the two reports of the logging module: marked message -> record text and fields; fields -> JSON.
 ///
 /// A message that contains "kx_log" is a report message. It carries numbers wrapped in marker strings inside its text,
@@ -27,8 +29,9 @@ struct Message
     QString text;              ///< the message without tag and escapes, its fields as readable text
 };
 
-/// Whether @p message is a report message.
+/// Whether \a message is a report message.
 bool isReportMessage(const QString &message);
+bool isReportMessage(std::string_view message);
 
 /// Cuts the fields out of a report message.
 Message parseMessage(const QString &message);
