@@ -97,6 +97,27 @@ QNetworkRequest jsonRequest(const char *baseUrl, const QString &path)
     return request;
 }
 
+// Runs `task` on the thread of `object`: at once if that is this one, else as soon as its event loop comes to it.
+template<typename Task>
+void runOnThreadOf(QObject *object, Task task)
+{
+    if (object->thread() == QThread::currentThread()) {
+        task();
+        return;
+    }
+    // In all versions of Qt 5 a signal takes a function along to another thread.
+    const QObject courier;
+    QObject::connect(&courier, &QObject::destroyed, object, task, Qt::QueuedConnection);
+}
+
+void send(KxLog *log, const logreport::Report &report)
+{
+    auto *manager = new QNetworkAccessManager(log);
+    QNetworkReply *reply = manager->post(log->generateRequest(QStringLiteral(":21999/log")),
+                                         QJsonDocument(logreport::reportDocument(report)).toJson());
+    QObject::connect(reply, SIGNAL(finished()), log, SLOT(onReportFinished()));
+}
+
 } // namespace
 
 void outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg)
@@ -315,17 +336,36 @@ void KxLog::reportLog(const QString &head, const QString &location, const QStrin
     }
 
     const logreport::Message report = logreport::parseMessage(message);
-    if (reporting) {
-        QString server;
-        if (report.clientType == logreport::kSignalClient)
-            server = signalServerInfo;
-        else if (report.clientType == logreport::kMediaClient)
-            server = mediaServerInfo;
-        reportHttpLog(logreport::reportLevel(type), static_cast<unsigned char>(report.clientType), kReportTrigger,
-                      appKey, roomId, report.clientDescription, hardwareInfo, QStringLiteral("v1.0.0"), clientVersion,
-                      systemInfo, userId, report.title, location + report.text, server, QStringLiteral("0"),
-                      report.uploadSpeed, report.downloadSpeed, report.reconnectCount, kReportTimestamp,
-                      static_cast<int>(elapsedTimer.elapsed() / 1000));
+    if (sharedValue(reporting)) {
+        logreport::Report document;
+        document.level = logreport::reportLevel(type);
+        document.clientType = static_cast<unsigned char>(report.clientType);
+        document.trigger = kReportTrigger;
+        document.clientDescription = report.clientDescription;
+        document.serviceVersion = QStringLiteral("v1.0.0");
+        document.title = report.title;
+        document.data = location + report.text;
+        document.clientAddress = QStringLiteral("0");
+        document.uploadSpeed = report.uploadSpeed;
+        document.downloadSpeed = report.downloadSpeed;
+        document.reconnectCount = report.reconnectCount;
+        document.timestamp = kReportTimestamp;
+        document.elapsedSeconds = static_cast<int>(elapsedTimer.elapsed() / 1000);
+        // What the client has said of itself belongs to the thread of this object, as managers do.
+        runOnThreadOf(this, [this, document, clientType = report.clientType]() mutable {
+            document.appKey = appKey;
+            document.roomId = roomId;
+            document.device = hardwareInfo;
+            document.clientVersion = clientVersion;
+            document.system = systemInfo;
+            document.userId = userId;
+            if (clientType == logreport::kSignalClient)
+                document.server = signalServerInfo;
+            else if (clientType == logreport::kMediaClient)
+                document.server = mediaServerInfo;
+            document.clientName = clientName;
+            send(this, document);
+        });
     }
     write_log(logreport::recordText(head, location, report));
 }
@@ -342,15 +382,29 @@ void KxLog::reportHttpLog(unsigned char level, unsigned char clientType, unsigne
                           const QString &clientAddress, int uploadSpeed, int downloadSpeed, int reconnectCount,
                           int timestamp, int elapsedSeconds)
 {
-    const QJsonObject document = logreport::reportDocument(
-        {level,     clientType,     trigger,       key,         room,          clientDescription,
-         device,    serviceVersion, version,       system,      user,          title,
-         data,      server,         clientAddress, uploadSpeed, downloadSpeed, reconnectCount,
-         timestamp, elapsedSeconds, clientName});
-    auto *manager = new QNetworkAccessManager(this);
-    QNetworkReply *reply =
-        manager->post(generateRequest(QStringLiteral(":21999/log")), QJsonDocument(document).toJson());
-    connect(reply, SIGNAL(finished()), this, SLOT(onReportFinished()));
+    logreport::Report report;
+    report.level = level;
+    report.clientType = clientType;
+    report.trigger = trigger;
+    report.appKey = key;
+    report.roomId = room;
+    report.clientDescription = clientDescription;
+    report.device = device;
+    report.serviceVersion = serviceVersion;
+    report.clientVersion = version;
+    report.system = system;
+    report.userId = user;
+    report.title = title;
+    report.data = data;
+    report.server = server;
+    report.clientAddress = clientAddress;
+    report.uploadSpeed = uploadSpeed;
+    report.downloadSpeed = downloadSpeed;
+    report.reconnectCount = reconnectCount;
+    report.timestamp = timestamp;
+    report.elapsedSeconds = elapsedSeconds;
+    report.clientName = clientName;
+    send(this, report);
 }
 
 QNetworkRequest KxLog::generateRequest(const QString &path)

@@ -85,7 +85,8 @@ int takeMarkedInt(QString &text, const QString &marker, const QString &format)
     const int value = text.midRef(valueStart, valueEnd < 0 ? -1 : valueEnd - valueStart).toInt();
 
     const int end = text.lastIndexOf(marker) + marker.size();
-    text.replace(start, end - start, format.isEmpty() ? QString() : format.arg(value));
+    // Unlike QString::arg(), this takes a format without the place for the value as it is.
+    text.replace(start, end - start, QString(format).replace(QLatin1String("%1"), QString::number(value)));
     return value;
 }
 

@@ -2,11 +2,14 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QTextCodec>
 #include <QTextStream>
+#include <QThread>
 
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <functional>
@@ -140,6 +143,48 @@ void switches(const QString &folder, int count)
     switching.join();
 }
 
+/// The first message of the process is that of another thread, whose object is that of everyone then.
+void firstMessage(const QString &, int)
+{
+    qInstallMessageHandler(outputMessage);
+    std::thread([] { g_logger.debug("first"); }).join();
+    if (KxLog::instance()->thread() == QThread::currentThread())
+        std::exit(3);
+}
+
+/// File and echo are one file, which shows their order; a text holds a zero byte.
+void echoIntoTheLog(const QString &folder, int)
+{
+    install(folder);
+    KxLog *const log = KxLog::instance();
+    const int file = ::open(QFile::encodeName(log->fileName()).constData(), O_WRONLY | O_APPEND);
+    ::dup2(file, STDERR_FILENO);
+    log->setShowLog(true);
+    log->write_log(QString::fromLatin1("echo\0file", 9));
+    g_logger.debug("%s", "next");
+    outputMessage(QtDebugMsg, QMessageLogContext("f", 1, "g", "default"), QString::fromLatin1("echo\0file", 9));
+}
+
+/// The locale is one of Latin-1.
+void latin1(const QString &folder, int)
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+    install(folder);
+    KxLog::instance()->setShowLog(true);
+    g_logger.debug("größe");
+    g_logger.debug("plain");
+}
+
+/// Standard error keeps what it is not told to flush, and the process ends at once.
+void bufferedStandardError(const QString &folder, int)
+{
+    install(folder);
+    std::setvbuf(stderr, nullptr, _IOFBF, 65536);
+    KxLog::instance()->setShowLog(true);
+    g_logger.debug("plain");
+    ::_exit(0);
+}
+
 struct LogsInItsDestructor
 {
     bool isSet = false;
@@ -262,6 +307,10 @@ int main(int argc, char *argv[])
         {QStringLiteral("reopening"), reopening},
         {QStringLiteral("objects"), objects},
         {QStringLiteral("switches"), switches},
+        {QStringLiteral("firstMessage"), firstMessage},
+        {QStringLiteral("echoIntoTheLog"), echoIntoTheLog},
+        {QStringLiteral("latin1"), latin1},
+        {QStringLiteral("bufferedStandardError"), bufferedStandardError},
         {QStringLiteral("afterMain"), afterMain},
         {QStringLiteral("fullDisk"), fullDisk},
         {QStringLiteral("forking"), forking},

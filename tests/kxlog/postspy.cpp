@@ -23,6 +23,8 @@ QNetworkReply *QNetworkAccessManager::post(const QNetworkRequest &request, const
 {
     if (g_spy != nullptr && g_spy->whenPosting)
         g_spy->whenPosting();
+    if (g_spy != nullptr && g_spy->replyInstead)
+        return g_spy->replyInstead(this);
     auto *body = new QBuffer;
     body->setData(data);
     body->open(QIODevice::ReadOnly);

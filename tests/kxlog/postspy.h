@@ -29,4 +29,6 @@ public:
 
     QList<Posted> posted;
     std::function<void()> whenPosting; ///< called before each request is made, if set
+    /// Makes the reply, a child of the manager, in place of the network, if set.
+    std::function<QNetworkReply *(QNetworkAccessManager *)> replyInstead;
 };

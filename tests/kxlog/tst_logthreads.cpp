@@ -70,7 +70,7 @@ void TestLogThreads::echoesRecordsAsAWhole()
 
 void TestLogThreads::makesOneObjectForAllThreads()
 {
-    for (int attempt = 0; attempt < 10; ++attempt) {
+    for (int attempt = 0; attempt < 30; ++attempt) {
         const Scene scene(QStringLiteral("firstMessages"));
         QVERIFY2(scene.result().isSuccess(), scene.result().describe());
     }
