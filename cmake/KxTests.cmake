@@ -19,8 +19,14 @@ set(kx_test_environment
 if(KX_SANITIZERS)
     # A finding must not end in an ordinary exit status, which a skipped test in the same program would hide.
     list(APPEND kx_test_environment
-        ASAN_OPTIONS=abort_on_error=1 UBSAN_OPTIONS=abort_on_error=1:print_stacktrace=1 TSAN_OPTIONS=abort_on_error=1
+        ASAN_OPTIONS=abort_on_error=1 UBSAN_OPTIONS=abort_on_error=1:print_stacktrace=1
+        TSAN_OPTIONS=abort_on_error=1:halt_on_error=1:suppressions='${PROJECT_SOURCE_DIR}/tests/tsan.supp'
         LSAN_OPTIONS=suppressions='${PROJECT_SOURCE_DIR}/tests/lsan.supp':print_suppressions=0)
+endif()
+
+if(KX_SANITIZERS STREQUAL "thread")
+    execute_process(COMMAND setarch --addr-no-randomize true
+        RESULT_VARIABLE kx_fixed_addresses OUTPUT_QUIET ERROR_QUIET)
 endif()
 
 # Programs of tests are many and small: what takes the linker longest is the linker's own start.
@@ -64,6 +70,10 @@ function(kx_isolated_command variable)
     set(command "${kx_isolated}")
     if(KX_TEST_NETWORKS)
         list(APPEND command --network)
+    endif()
+    # Its shadow memory has a fixed place, where a system that spreads addresses widely may put something else.
+    if(KX_SANITIZERS STREQUAL "thread" AND kx_fixed_addresses EQUAL 0)
+        list(APPEND command setarch --addr-no-randomize)
     endif()
     set(${variable} "${command}" PARENT_SCOPE)
 endfunction()

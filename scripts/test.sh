@@ -9,7 +9,8 @@ usage() {
 Usage: scripts/test.sh [OPTION]... [-- CTEST-ARGUMENT...]
 Installs what is missing, builds the tool, the local log service and the tests, and runs the tests.
 
-  --preset NAME  dev (the default), asan (AddressSanitizer and UndefinedBehaviorSanitizer) or coverage
+  --preset NAME  dev (the default), asan (AddressSanitizer and UndefinedBehaviorSanitizer), tsan (ThreadSanitizer, the
+                 tests of the logging module only) or coverage
   --long         also the tests that take minutes
   --help         print this text
 
@@ -42,8 +43,8 @@ while [ $# -gt 0 ]; do
     shift
 done
 case "$preset" in
-dev | asan | coverage) ;;
-*) misuse "there is no preset '$preset', only dev, asan and coverage" ;;
+dev | asan | tsan | coverage) ;;
+*) misuse "there is no preset '$preset', only dev, asan, tsan and coverage" ;;
 esac
 
 "$repo/scripts/setup.sh" build test
