@@ -1,6 +1,7 @@
 #include "kxlog/kxlog.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QTextCodec>
 #include <QTextStream>
@@ -165,6 +166,16 @@ void echoIntoTheLog(const QString &folder, int)
     outputMessage(QtDebugMsg, QMessageLogContext("f", 1, "g", "default"), QString::fromLatin1("echo\0file", 9));
 }
 
+/// Everything that has a time stamp; the folder of the SDK's logs is FOLDER/sdk.
+void stamps(const QString &folder, int)
+{
+    const QString sdk = folder + QStringLiteral("/sdk");
+    QDir().mkpath(sdk);
+    KxLog::instance()->removeSdkLogs(sdk);
+    install(folder);
+    g_logger.debug("stamped");
+}
+
 /// The locale is one of Latin-1.
 void latin1(const QString &folder, int)
 {
@@ -179,7 +190,8 @@ void latin1(const QString &folder, int)
 void bufferedStandardError(const QString &folder, int)
 {
     install(folder);
-    std::setvbuf(stderr, nullptr, _IOFBF, 65536);
+    static std::array<char, 65536> buffer;
+    std::setvbuf(stderr, buffer.data(), _IOFBF, buffer.size());
     KxLog::instance()->setShowLog(true);
     g_logger.debug("plain");
     ::_exit(0);
@@ -309,6 +321,7 @@ int main(int argc, char *argv[])
         {QStringLiteral("switches"), switches},
         {QStringLiteral("firstMessage"), firstMessage},
         {QStringLiteral("echoIntoTheLog"), echoIntoTheLog},
+        {QStringLiteral("stamps"), stamps},
         {QStringLiteral("latin1"), latin1},
         {QStringLiteral("bufferedStandardError"), bufferedStandardError},
         {QStringLiteral("afterMain"), afterMain},

@@ -58,22 +58,26 @@ void TestLogEcho::stampsLocalTime()
     // A place where it is always tomorrow.
     const auto now = [] { return QDateTime::currentDateTimeUtc().addDays(1); };
     const QDateTime from = now();
-    const Scene scene(QStringLiteral("forking"), 0, {{QStringLiteral("TZ"), QStringLiteral("KXT-24")}});
+    const Scene scene(QStringLiteral("stamps"), 0, {{QStringLiteral("TZ"), QStringLiteral("KXT-24")}});
     const QDateTime to = now();
     QVERIFY2(scene.result().isSuccess(), scene.result().describe());
 
     QStringList logs;
     QStringList markers;
+    QStringList sdkMarkers;
     QList<QByteArray> records;
     for (QDateTime time = from; time <= to.addSecs(1); time = time.addSecs(1)) {
         logs.append(time.toString(QStringLiteral("'upload_'yyyy_MM_dd_hh_mm_ss'.log'")));
         markers.append(time.toString(QStringLiteral("yyyy_MM_dd'.dat'")));
+        sdkMarkers.append(time.toString(QStringLiteral("yyyyMMdd'.dat'")));
         records.append(time.toString(QStringLiteral("[yyyy-MM-dd hh:mm:ss]")).toLatin1());
     }
-    QCOMPARE(scene.logs().size(), 1);
-    QVERIFY2(logs.contains(scene.logs().first()), qPrintable(scene.logs().first()));
-    QCOMPARE(QDir(scene.folder()).entryList({QStringLiteral("*.dat")}).size(), 1);
-    QVERIFY(markers.contains(QDir(scene.folder()).entryList({QStringLiteral("*.dat")}).first()));
+    const QString log = scene.logs().value(0);
+    const QString marker = QDir(scene.folder()).entryList({QStringLiteral("*.dat")}).value(0);
+    const QString sdkMarker = QDir(scene.folder() + QStringLiteral("/sdk")).entryList(QDir::Files).value(0);
+    QVERIFY2(logs.contains(log), qPrintable(log));
+    QVERIFY2(markers.contains(marker), qPrintable(marker));
+    QVERIFY2(sdkMarkers.contains(sdkMarker), qPrintable(sdkMarker));
     QVERIFY2(records.contains(scene.text().left(21)), scene.text());
 }
 
