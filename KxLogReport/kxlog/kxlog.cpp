@@ -15,6 +15,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
+#include <QNetworkConfigurationManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QStringBuilder>
@@ -110,8 +111,25 @@ void runOnThreadOf(QObject *object, Task task)
     QObject::connect(&courier, &QObject::destroyed, object, task, Qt::QueuedConnection);
 }
 
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0) && !defined(QT_NO_BEARERMANAGEMENT)
+// The first of these wakes the thread that watches the network, as each network manager does while there is none.
+// Made with the first report, as it has that thread look at the network every ten seconds. Left to the end of the
+// process, like the log object: it must not go after the application.
+void keepNetworkWatched()
+{
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED
+    static const auto *const watch = new QNetworkConfigurationManager;
+    Q_UNUSED(watch)
+    QT_WARNING_POP
+}
+#else
+void keepNetworkWatched() {}
+#endif
+
 void send(KxLog *log, const logreport::Report &report)
 {
+    keepNetworkWatched();
     auto *manager = new QNetworkAccessManager(log);
     QNetworkReply *reply = manager->post(log->generateRequest(QStringLiteral(":21999/log")),
                                          QJsonDocument(logreport::reportDocument(report)).toJson());

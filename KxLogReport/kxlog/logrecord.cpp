@@ -3,8 +3,6 @@
 #include <QTextCodec>
 
 #include <atomic>
-#include <charconv>
-#include <cstring>
 
 namespace {
 
@@ -33,51 +31,4 @@ QByteArray encodeForLog(const QString &text)
 bool logTakesAscii()
 {
     return isUtf8(QTextCodec::codecForLocale());
-}
-
-template<typename Character>
-void AsciiRecord::appendAll(const Character *text, std::size_t size)
-{
-    if (size > bytes_.size() - size_) {
-        isComplete_ = false;
-        return;
-    }
-    unsigned all = 0;
-    char *to = bytes_.data() + size_;
-    for (std::size_t i = 0; i < size; ++i) {
-        const auto unit = static_cast<std::make_unsigned_t<Character>>(text[i]);
-        all |= unit;
-        to[i] = static_cast<char>(unit);
-    }
-    size_ += size;
-    isComplete_ = isComplete_ && all < 0x80;
-}
-
-void AsciiRecord::append(char character)
-{
-    appendAll(&character, 1);
-}
-
-void AsciiRecord::append(const char *text)
-{
-    if (text != nullptr)
-        appendAll(text, std::strlen(text));
-}
-
-void AsciiRecord::append(QLatin1String text)
-{
-    appendAll(text.data(), static_cast<std::size_t>(text.size()));
-}
-
-void AsciiRecord::append(const QString &text)
-{
-    appendAll(text.utf16(), static_cast<std::size_t>(text.size()));
-}
-
-void AsciiRecord::append(int number)
-{
-    char *const end = bytes_.data() + bytes_.size();
-    const std::to_chars_result result = std::to_chars(bytes_.data() + size_, end, number);
-    isComplete_ = isComplete_ && result.ec == std::errc();
-    size_ = static_cast<std::size_t>(result.ptr - bytes_.data());
 }

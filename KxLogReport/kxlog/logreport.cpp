@@ -9,6 +9,13 @@ namespace {
 constexpr std::string_view kReportTag = "kx_log";
 const QLatin1String kReportTagText(kReportTag.data(), static_cast<int>(kReportTag.size()));
 
+// A JSON value of Qt 5 is written as a double, which has no room for all numbers of 64 bits.
+bool isExactInJson(qint64 number)
+{
+    constexpr qint64 kLargestExact = Q_INT64_C(1) << 53;
+    return QT_VERSION >= QT_VERSION_CHECK(6, 0, 0) || (number >= -kLargestExact && number <= kLargestExact);
+}
+
 QString clientDescription(int clientType)
 {
     switch (clientType) {
@@ -149,13 +156,14 @@ QByteArray errorDocument(const QString &roomSdkId, const QString &userId, int ro
         document.insert(QStringLiteral("user_id"), userId);
     if (!userName.isEmpty())
         document.insert(QStringLiteral("username"), userName);
-    document.insert(QStringLiteral("type"), 0);
+    document.insert(QStringLiteral("type"), isExactInJson(type) ? type : 0);
     document.insert(QStringLiteral("sdk"), QStringLiteral("5"));
-
-    // A JSON value of Qt 5 holds numbers as doubles, which have no room for 64 bits, so the digits come in afterwards.
+    QByteArray text = QJsonDocument(document).toJson();
     // The beginning of the line tells the member from any text: there, line feeds are escaped.
-    const QByteArray typeMember = QByteArrayLiteral("\n    \"type\": ");
-    return QJsonDocument(document).toJson().replace(typeMember + '0', typeMember + QByteArray::number(type));
+    const QByteArray member = QByteArrayLiteral("\n    \"type\": ");
+    if (!isExactInJson(type))
+        text.replace(member + '0', member + QByteArray::number(type));
+    return text;
 }
 
 } // namespace logreport
