@@ -5,17 +5,18 @@
 #include "kxlog/logrecord.h"
 #include "kxlog/logreport.h"
 #include "kxlog/logretention.h"
+#include "kxlog/networkwatch.h"
+#include "kxlog/sharedvalue.h"
 #include "kxlog/stamp.h"
 #include "sysinfo/kxsysinfo.h"
 
-#include <QDate>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
-#include <QNetworkConfigurationManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QStringBuilder>
@@ -23,8 +24,6 @@
 #include <QUrl>
 
 #include <atomic>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 
 namespace {
@@ -38,58 +37,6 @@ constexpr int kReportAnswerLine = 462;
 
 constexpr unsigned char kReportTrigger = 2;
 constexpr int kReportTimestamp = 0;
-
-QLatin1String levelTag(QtMsgType type)
-{
-    switch (type) {
-    case QtDebugMsg:
-        return QLatin1String("[Debug]");
-    case QtWarningMsg:
-        return QLatin1String("[Warning]");
-    case QtCriticalMsg:
-        return QLatin1String("[Critical]");
-    case QtFatalMsg:
-        return QLatin1String("[Fatal]");
-    case QtInfoMsg:
-        break;
-    }
-    return {};
-}
-
-// The members that every thread reads are plain ones, as the class promises.
-template<typename T>
-T sharedValue(const T &member)
-{
-    return __atomic_load_n(&member, __ATOMIC_ACQUIRE);
-}
-
-template<typename T>
-void setShared(T &member, T value)
-{
-    __atomic_store_n(&member, value, __ATOMIC_RELEASE);
-}
-
-void echo(const char *line, std::size_t size)
-{
-    std::fwrite(line, 1, size, stderr);
-    std::fflush(stderr);
-}
-
-// The line feed behind the record is part of it here: one call each for file and echo, and nothing comes between.
-void writeRecord(const QFile *file, bool isEchoed, const char *record, std::size_t size)
-{
-    if (isEchoed) {
-        // The echo is text and ends at a zero byte, its line feed does not.
-        const auto *end = static_cast<const char *>(std::memchr(record, 0, size));
-        if (end == nullptr) {
-            echo(record, size);
-        } else {
-            const QByteArray line = QByteArray(record, static_cast<int>(end - record)) + '\n';
-            echo(line.constData(), static_cast<std::size_t>(line.size()));
-        }
-    }
-    LogFile::append(file, record, size);
-}
 
 QNetworkRequest jsonRequest(const char *baseUrl, const QString &path)
 {
@@ -111,22 +58,6 @@ void runOnThreadOf(QObject *object, Task task)
     QObject::connect(&courier, &QObject::destroyed, object, task, Qt::QueuedConnection);
 }
 
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0) && !defined(QT_NO_BEARERMANAGEMENT)
-// The first of these wakes the thread that watches the network, as each network manager does while there is none.
-// Made with the first report, as it has that thread look at the network every ten seconds. Left to the end of the
-// process, like the log object: it must not go after the application.
-void keepNetworkWatched()
-{
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    static const auto *const watch = new QNetworkConfigurationManager;
-    Q_UNUSED(watch)
-    QT_WARNING_POP
-}
-#else
-void keepNetworkWatched() {}
-#endif
-
 void send(KxLog *log, const logreport::Report &report)
 {
     keepNetworkWatched();
@@ -137,45 +68,6 @@ void send(KxLog *log, const logreport::Report &report)
 }
 
 } // namespace
-
-void outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg)
-{
-    if (type == QtWarningMsg && msg.contains(QLatin1String("libpng")))
-        return;
-
-    KxLog *const log = KxLog::instance();
-    const QLatin1String time = recordTime(QDateTime::currentSecsSinceEpoch());
-    const QLatin1String level = levelTag(type);
-
-    // What follows is nearly all that a record costs beside the write, and most records are made of ASCII.
-    AsciiRecord record;
-    record.append('[');
-    record.append(time);
-    record.append(']');
-    record.append(level);
-    record.append('[');
-    record.append(context.file);
-    record.append(QLatin1String("]["));
-    record.append(context.line);
-    record.append(QLatin1String("]["));
-    record.append(context.function);
-    record.append(']');
-    const std::size_t messageStart = record.size();
-    record.append(msg);
-    const std::size_t messageEnd = record.size();
-    record.append(QLatin1String("\r\n\n"));
-    if (record.isComplete() && logTakesAscii() &&
-        !logreport::isReportMessage({record.data() + messageStart, messageEnd - messageStart})) {
-        writeRecord(sharedValue(log->logFile), sharedValue(log->showLog), record.data(), record.size());
-        return;
-    }
-
-    const QString location = QLatin1Char('[') % QLatin1String(context.file) % QLatin1String("][") %
-                             QString::number(context.line) % QLatin1String("][") % QString::fromUtf8(context.function) %
-                             QLatin1Char(']');
-    const QString head = QLatin1Char('[') % time % QLatin1Char(']') % level;
-    log->reportLog(head, location, msg, type);
-}
 
 KxLog::KxLog(QObject *parent) : QObject(parent)
 {
@@ -220,7 +112,7 @@ void KxLog::install_log(const QString &path)
     // A file of an earlier call is left open, and goes with this one.
     auto file = std::make_unique<LogFile>(logFileName, std::unique_ptr<QFile>(logFile));
     file->open(QIODevice::WriteOnly | QIODevice::Append);
-    setShared<QFile *>(logFile, file.release());
+    setSharedValue<QFile *>(logFile, file.release());
     qInstallMessageHandler(outputMessage);
 }
 
@@ -237,7 +129,7 @@ void KxLog::closeFile()
     QFile *const file = logFile;
     if (file == nullptr)
         return;
-    setShared<QFile *>(logFile, nullptr);
+    setSharedValue<QFile *>(logFile, nullptr);
     file->close();
     file->deleteLater();
 }
@@ -254,7 +146,7 @@ QString KxLog::getPath() const
 
 void KxLog::setShowLog(bool on)
 {
-    setShared(showLog, on);
+    setSharedValue(showLog, on);
 }
 
 void KxLog::removeLogs(const QString &dir)
@@ -279,12 +171,12 @@ bool KxLog::isSetServers()
 
 void KxLog::startReport()
 {
-    setShared(reporting, true);
+    setSharedValue(reporting, true);
 }
 
 void KxLog::stopReport()
 {
-    setShared(reporting, false);
+    setSharedValue(reporting, false);
 }
 
 void KxLog::setClientName(const QString &name)
@@ -354,7 +246,8 @@ void KxLog::reportLog(const QString &head, const QString &location, const QStrin
     }
 
     const logreport::Message report = logreport::parseMessage(message);
-    if (sharedValue(reporting)) {
+    // Before the application object and after it nothing can be sent, and Qt Network must not be asked.
+    if (sharedValue(reporting) && QCoreApplication::instance() != nullptr) {
         logreport::Report document;
         document.level = logreport::reportLevel(type);
         document.clientType = static_cast<unsigned char>(report.clientType);

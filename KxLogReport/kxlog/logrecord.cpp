@@ -1,8 +1,11 @@
 #include "kxlog/logrecord.h"
 
+#include "kxlog/logfile.h"
+
 #include <QTextCodec>
 
 #include <atomic>
+#include <cstdio>
 
 namespace {
 
@@ -20,6 +23,12 @@ bool isUtf8(const QTextCodec *codec)
     return true;
 }
 
+void echo(const char *line, std::size_t size)
+{
+    std::fwrite(line, 1, size, stderr);
+    std::fflush(stderr);
+}
+
 } // namespace
 
 QByteArray encodeForLog(const QString &text)
@@ -31,4 +40,19 @@ QByteArray encodeForLog(const QString &text)
 bool logTakesAscii()
 {
     return isUtf8(QTextCodec::codecForLocale());
+}
+
+void writeRecord(const QFile *file, bool isEchoed, const char *record, std::size_t size)
+{
+    if (isEchoed) {
+        // The echo is text and ends at a zero byte, its line feed does not.
+        const auto *end = static_cast<const char *>(std::memchr(record, 0, size));
+        if (end == nullptr) {
+            echo(record, size);
+        } else {
+            const QByteArray line = QByteArray(record, static_cast<int>(end - record)) + '\n';
+            echo(line.constData(), static_cast<std::size_t>(line.size()));
+        }
+    }
+    LogFile::append(file, record, size);
 }

@@ -10,10 +10,16 @@
 #include <cstring>
 #include <type_traits>
 
+class QFile;
+
 /// The bytes of \a text in the encoding of the locale, from any thread.
 ///
 /// Where Qt has taken its codecs down already, at the very end of the process, the encoding is UTF-8.
 QByteArray encodeForLog(const QString &text);
+
+/// Writes a record, whose last byte is its line feed, to standard error, when it \a isEchoed, and then to \a file, see
+/// LogFile::append(). One call each: nothing of other threads comes between. As text, the echo ends at a zero byte.
+void writeRecord(const QFile *file, bool isEchoed, const char *record, std::size_t size);
 
 /// Whether ASCII characters are the same bytes in the encoding of the locale: in UTF-8 they are, others do not count.
 bool logTakesAscii();

@@ -221,6 +221,13 @@ void afterMain(const QString &folder, int)
     g_logger.debug("main");
 }
 
+/// The same while reporting is on: nothing sends a report any more.
+void reportingAfterMain(const QString &folder, int)
+{
+    afterMain(folder, 0);
+    KxLog::instance()->startReport();
+}
+
 /// Files may grow to `size` bytes, after which the disk is as good as full.
 void setDiskSize(rlim_t size)
 {
@@ -327,6 +334,7 @@ int main(int argc, char *argv[])
         {QStringLiteral("latin1"), latin1},
         {QStringLiteral("bufferedStandardError"), bufferedStandardError},
         {QStringLiteral("afterMain"), afterMain},
+        {QStringLiteral("reportingAfterMain"), reportingAfterMain},
         {QStringLiteral("fullDisk"), fullDisk},
         {QStringLiteral("forking"), forking},
         {QStringLiteral("forkingBesideThreads"), forkingBesideThreads},

@@ -9,6 +9,7 @@ class TestLogTrouble : public QObject
     Q_OBJECT
 
 private slots:
+    void logsToTheLastDestructor_data();
     void logsToTheLastDestructor();
     void neverGluesRecordsTogether_data();
     void neverGluesRecordsTogether();
@@ -17,11 +18,19 @@ private slots:
     void stampsInTheSameDigitsEverywhere();
 };
 
+void TestLogTrouble::logsToTheLastDestructor_data()
+{
+    QTest::addColumn<QString>("scene");
+    QTest::newRow("plain") << QStringLiteral("afterMain");
+    QTest::newRow("reporting is on") << QStringLiteral("reportingAfterMain");
+}
+
 void TestLogTrouble::logsToTheLastDestructor()
 {
-    const Scene scene(QStringLiteral("afterMain"));
-    QVERIFY2(scene.result().isSuccess(), scene.result().describe());
-    QCOMPARE(withoutTimes(scene.text()),
+    QFETCH(QString, scene);
+    const Scene run(scene);
+    QVERIFY2(run.result().isSuccess(), run.result().describe());
+    QCOMPARE(withoutTimes(run.text()),
              QByteArrayLiteral("[time][Debug][f][1][g]main\r\n\n"
                                "[time][Debug][f][1][g]plain\r\n\n"
                                "[time][Debug][f][1][g]größe 大小\r\n\n"
