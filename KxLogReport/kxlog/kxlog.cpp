@@ -60,10 +60,11 @@ void runOnThreadOf(QObject *object, Task task)
 
 void send(KxLog *log, const logreport::Report &report)
 {
+    // All reports go to one place.
+    static const QNetworkRequest request = log->generateRequest(QStringLiteral(":21999/log"));
     keepNetworkWatched();
     auto *manager = new QNetworkAccessManager(log);
-    QNetworkReply *reply = manager->post(log->generateRequest(QStringLiteral(":21999/log")),
-                                         QJsonDocument(logreport::reportDocument(report)).toJson());
+    QNetworkReply *reply = manager->post(request, QJsonDocument(logreport::reportDocument(report)).toJson());
     QObject::connect(reply, SIGNAL(finished()), log, SLOT(onReportFinished()));
 }
 

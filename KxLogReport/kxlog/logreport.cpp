@@ -117,29 +117,30 @@ unsigned char reportLevel(QtMsgType type)
 
 QJsonObject reportDocument(const Report &report)
 {
-    return QJsonObject{
-        {QStringLiteral("Level"), report.level},
-        {QStringLiteral("CType"), report.clientType},
-        {QStringLiteral("Trigger"), report.trigger},
-        {QStringLiteral("AppKey"), report.appKey},
-        {QStringLiteral("RoomId"), report.roomId},
-        {QStringLiteral("CDesc"), report.clientDescription},
-        {QStringLiteral("Device"), report.device},
-        {QStringLiteral("SVer"), report.serviceVersion},
-        {QStringLiteral("CVer"), report.clientVersion},
-        {QStringLiteral("OS"), report.system},
-        {QStringLiteral("ProdDesc"), report.clientName},
-        {QStringLiteral("UserSid"), report.userId},
-        {QStringLiteral("LogTitle"), report.title},
-        {QStringLiteral("LogData"), report.data},
-        {QStringLiteral("Server"), report.server},
-        {QStringLiteral("CIP"), report.clientAddress},
-        {QStringLiteral("VUpload"), report.uploadSpeed},
-        {QStringLiteral("VDownload"), report.downloadSpeed},
-        {QStringLiteral("ReconnCnt"), report.reconnectCount},
-        {QStringLiteral("Timestamp"), report.timestamp},
-        {QStringLiteral("ElapsedTime"), report.elapsedSeconds},
-    };
+    // Keys of Latin-1 go in as they are; those of QString would be converted first.
+    QJsonObject document;
+    document.insert(QLatin1String("Level"), report.level);
+    document.insert(QLatin1String("CType"), report.clientType);
+    document.insert(QLatin1String("Trigger"), report.trigger);
+    document.insert(QLatin1String("AppKey"), report.appKey);
+    document.insert(QLatin1String("RoomId"), report.roomId);
+    document.insert(QLatin1String("CDesc"), report.clientDescription);
+    document.insert(QLatin1String("Device"), report.device);
+    document.insert(QLatin1String("SVer"), report.serviceVersion);
+    document.insert(QLatin1String("CVer"), report.clientVersion);
+    document.insert(QLatin1String("OS"), report.system);
+    document.insert(QLatin1String("ProdDesc"), report.clientName);
+    document.insert(QLatin1String("UserSid"), report.userId);
+    document.insert(QLatin1String("LogTitle"), report.title);
+    document.insert(QLatin1String("LogData"), report.data);
+    document.insert(QLatin1String("Server"), report.server);
+    document.insert(QLatin1String("CIP"), report.clientAddress);
+    document.insert(QLatin1String("VUpload"), report.uploadSpeed);
+    document.insert(QLatin1String("VDownload"), report.downloadSpeed);
+    document.insert(QLatin1String("ReconnCnt"), report.reconnectCount);
+    document.insert(QLatin1String("Timestamp"), report.timestamp);
+    document.insert(QLatin1String("ElapsedTime"), report.elapsedSeconds);
+    return document;
 }
 
 QByteArray errorDocument(const QString &roomSdkId, const QString &userId, int role, const QString &userName,

@@ -153,6 +153,7 @@ void registerAll()
     benchmark::RegisterBenchmark("streamed", streamed);
     benchmark::RegisterBenchmark("streamedWhileReporting", streamedWhileReporting);
     benchmark::RegisterBenchmark("plainLibraryInThreads", plainLibraryInThreads)->Threads(kThreads)->UseRealTime();
+    benchmark::RegisterBenchmark("handlerInThreads", handler)->Threads(kThreads)->UseRealTime();
     benchmark::RegisterBenchmark("formattedInThreads", formatted)->Threads(kThreads)->UseRealTime();
     benchmark::RegisterBenchmark("marked", marked);
     benchmark::RegisterBenchmark("markedWhileReporting", markedWhileReporting)->UseManualTime()->Iterations(kReports);
