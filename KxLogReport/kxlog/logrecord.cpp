@@ -17,10 +17,10 @@ bool isUtf8(const QTextCodec *codec)
     static std::atomic<const QTextCodec *> known{nullptr};
     if (codec == nullptr || codec == known.load(std::memory_order_relaxed))
         return true;
-    if (codec->mibEnum() != kUtf8Mib)
-        return false;
-    known.store(codec, std::memory_order_relaxed);
-    return true;
+    const bool isOne = codec->mibEnum() == kUtf8Mib;
+    if (isOne)
+        known.store(codec, std::memory_order_relaxed);
+    return isOne;
 }
 
 void echo(const char *line, std::size_t size)
