@@ -45,7 +45,7 @@ QNetworkRequest jsonRequest(const char *baseUrl, const QString &path)
     return request;
 }
 
-// Runs `task` on the thread of `object`: at once if that is this one, else as soon as its event loop comes to it.
+/// Runs \a task on the thread of \a object: at once if that is this one, else as soon as its event loop comes to it.
 template<typename Task>
 void runOnThreadOf(QObject *object, Task task)
 {

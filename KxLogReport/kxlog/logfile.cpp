@@ -29,7 +29,7 @@ namespace {
 
 constexpr char kMissingLineEnd[] = "\r\n\n";
 
-/// Makes `number` another name of the open file `descriptor`, which is closed.
+/// Makes \a number another name of the open file \a descriptor, which is closed.
 void moveDescriptor(int descriptor, int number)
 {
     while (::dup2(descriptor, number) == -1 && errno == EINTR) {
@@ -130,7 +130,7 @@ LogFile::Slot *LogFile::find(const QFile *file)
     return slot;
 }
 
-/// A slot that leads to the file that `descriptor` does.
+/// A slot that leads to the file that \a descriptor does.
 LogFile::Slot *LogFile::take(int descriptor)
 {
     for (Slot *slot = Slot::first.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {

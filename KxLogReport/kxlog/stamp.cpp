@@ -16,7 +16,7 @@ struct Fields
     int minute = 0;
     int second = 0;
 
-    /// The field that `letter` of a format is a digit of; null for literal text.
+    /// The field that \a letter of a format is a digit of; null for literal text.
     int *find(QChar letter)
     {
         switch (letter.unicode()) {

@@ -28,7 +28,7 @@ constexpr int kThreads = 4;
 
 const QMessageLogger g_logger("f", 1, "g");
 
-/// Logs "thread THREAD record NUMBER", now and then a longer one and one beyond ASCII, `count` in all.
+/// Logs "thread THREAD record NUMBER", now and then a longer one and one beyond ASCII, \a count in all.
 void logMany(int thread, int count)
 {
     static const QByteArray padding(3000, '-');
@@ -228,7 +228,7 @@ void reportingAfterMain(const QString &folder, int)
     KxLog::instance()->startReport();
 }
 
-/// Files may grow to `size` bytes, after which the disk is as good as full.
+/// Files may grow to \a size bytes, after which the disk is as good as full.
 void setDiskSize(rlim_t size)
 {
     std::signal(SIGXFSZ, SIG_IGN);

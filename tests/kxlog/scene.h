@@ -11,7 +11,7 @@
 class Scene
 {
 public:
-    /// Plays `name` with its number `count` to the end, with `variables` in the environment.
+    /// Plays \a name with its number \a count to the end, with \a variables in the environment.
     explicit Scene(const QString &name, int count = 0, const QMap<QString, QString> &variables = {})
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

@@ -24,7 +24,7 @@ namespace {
 
 constexpr int kThreads = 4;
 
-/// What is wrong with a text in which each thread has logged the records 0 to `count` - 1, each whole and in order.
+/// What is wrong with a text in which each thread has logged the records 0 to \a count - 1, each whole and in order.
 QString problemOf(const QByteArray &text, int count)
 {
     static const QRegularExpression form(

@@ -21,7 +21,7 @@ private slots:
 
 namespace {
 
-/// The record of `text` behind its time, in a session of its own.
+/// The record of \a text behind its time, in a session of its own.
 QByteArray record(const QString &text, const char *file = "f", const char *function = "g")
 {
     const LogSession session;
