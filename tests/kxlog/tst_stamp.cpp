@@ -12,6 +12,10 @@ private slots:
     void formatsLocalTime_data();
     void formatsLocalTime();
     void anotherSecondHasAnotherText();
+    void readsWhatItWrites_data();
+    void readsWhatItWrites();
+    void refusesOtherTexts_data();
+    void refusesOtherTexts();
 };
 
 void TestStamp::initTestCase()
@@ -49,6 +53,45 @@ void TestStamp::anotherSecondHasAnotherText()
     QCOMPARE(QString(recordTime(1714635000)), QStringLiteral("2024-05-02 09:30:00"));
     QCOMPARE(QString(recordTime(0)), QStringLiteral("1970-01-01 01:00:00"));
     QCOMPARE(QString(recordTime(1)), QStringLiteral("1970-01-01 01:00:01"));
+}
+
+void TestStamp::readsWhatItWrites_data()
+{
+    QTest::addColumn<QString>("format");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("record") << QStringLiteral("yyyy-MM-dd hh:mm:ss") << QStringLiteral("2024-05-01 09:03:07");
+    QTest::newRow("name") << QStringLiteral("yyyy_MM_dd_hh_mm_ss") << QStringLiteral("2024_05_01_09_03_07");
+    QTest::newRow("name of the SDK") << QStringLiteral("yyyyMMddhhmmss") << QStringLiteral("20240501090307");
+    QTest::newRow("marker") << QStringLiteral("yyyy_MM_dd") << QStringLiteral("2024_05_01");
+    QTest::newRow("marker of the SDK") << QStringLiteral("yyyyMMdd") << QStringLiteral("20240501");
+}
+
+void TestStamp::readsWhatItWrites()
+{
+    QFETCH(QString, format);
+    QFETCH(QString, text);
+    const QDate date(2024, 5, 1);
+    QCOMPARE(formatStamp(format, date, QTime(9, 3, 7)), text);
+    QCOMPARE(parseStamp(format, text), date);
+}
+
+void TestStamp::refusesOtherTexts_data()
+{
+    QTest::addColumn<QString>("stamp");
+    QTest::newRow("empty") << QString();
+    QTest::newRow("more") << QStringLiteral("2024_05_01_09_03_071");
+    QTest::newRow("less") << QStringLiteral("2024_05_01_09_03_0");
+    QTest::newRow("another mark") << QStringLiteral("2024_05_01-09_03_07");
+    QTest::newRow("a sign") << QStringLiteral("+024_05_01_09_03_07");
+    QTest::newRow("no such day") << QStringLiteral("2023_02_29_09_03_07");
+    QTest::newRow("no such hour") << QStringLiteral("2024_05_01_24_03_07");
+    QTest::newRow("digits of another script") << QString::fromUtf8("۲۰۲۴_05_01_09_03_07");
+}
+
+void TestStamp::refusesOtherTexts()
+{
+    QFETCH(QString, stamp);
+    QVERIFY(!parseStamp(QStringLiteral("yyyy_MM_dd_hh_mm_ss"), stamp).isValid());
 }
 
 QTEST_GUILESS_MAIN(TestStamp)
