@@ -24,8 +24,18 @@ if(KX_SANITIZERS)
     # A finding must not end in an ordinary exit status, which a skipped test in the same program would hide.
     list(APPEND kx_test_environment
         ASAN_OPTIONS=abort_on_error=1:detect_stack_use_after_return=1
-        UBSAN_OPTIONS=abort_on_error=1:print_stacktrace=1 TSAN_OPTIONS=abort_on_error=1
+        UBSAN_OPTIONS=abort_on_error=1:print_stacktrace=1
+        TSAN_OPTIONS=abort_on_error=1:halt_on_error=1:suppressions='${PROJECT_SOURCE_DIR}/tests/tsan.supp'
         LSAN_OPTIONS=suppressions='${PROJECT_SOURCE_DIR}/tests/lsan.supp':print_suppressions=0)
+endif()
+
+# The shadow memory of this one has a fixed place, where a system that spreads addresses widely may put something else.
+if(KX_SANITIZERS STREQUAL "thread")
+    execute_process(COMMAND setarch --addr-no-randomize true
+        RESULT_VARIABLE kx_fixed_addresses OUTPUT_QUIET ERROR_QUIET)
+    if(kx_fixed_addresses EQUAL 0)
+        list(APPEND kx_isolated setarch --addr-no-randomize)
+    endif()
 endif()
 
 # Programs of tests are many and small: what takes the linker longest is the linker's own start.

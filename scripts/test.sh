@@ -9,12 +9,14 @@ usage() {
 Usage: scripts/test.sh [OPTION]... [-- CTEST-ARGUMENT...]
 Installs what is missing, builds the tool, the local log service and the tests, and runs the tests.
 
-  --preset NAME  dev (the default), asan (AddressSanitizer and UndefinedBehaviorSanitizer) or coverage
+  --preset NAME  dev (the default), asan (AddressSanitizer and UndefinedBehaviorSanitizer), tsan (ThreadSanitizer, the
+                 tests of the logging module only) or coverage
   --long         also the tests that take minutes
   --help         print this text
 
 What stands behind -- goes to ctest, for example: scripts/test.sh -- -R tst_sandbox
-The build is kept in build/NAME; a second run there waits for the first. Exit status: 0 when every test passed, 2 for wrong arguments.
+The build is kept in build/NAME; a second run there waits for the first. Exit status: 0 when every test passed, 2 for
+wrong arguments.
 EOT
 }
 
@@ -42,8 +44,8 @@ while [ $# -gt 0 ]; do
     shift
 done
 case "$preset" in
-dev | asan | coverage) ;;
-*) misuse "there is no preset '$preset', only dev, asan and coverage" ;;
+dev | asan | tsan | coverage) ;;
+*) misuse "there is no preset '$preset', only dev, asan, tsan and coverage" ;;
 esac
 
 groups="build test"
@@ -72,9 +74,9 @@ cores="$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)"
 if grep -q '^KX_TEST_NETWORKS:BOOL=ON$' "$build/CMakeCache.txt"; then
     # They wait more than they compute, though less so under sanitizers.
     jobs=$((cores * 4))
-    if [ "$preset" = asan ]; then
-        jobs=$((cores * 2))
-    fi
+    case "$preset" in
+    asan | tsan) jobs=$((cores * 2)) ;;
+    esac
     echo "test.sh: $jobs tests at a time, each in a network of its own"
 else
     jobs="$cores"

@@ -1,12 +1,16 @@
 #include "kxlog/kxlog.h"
 
 #include "kxendpoints.h"
+#include "kxlog/logfile.h"
+#include "kxlog/logrecord.h"
 #include "kxlog/logreport.h"
 #include "kxlog/logretention.h"
-#include "kxlog/recordtime.h"
+#include "kxlog/networkwatch.h"
+#include "kxlog/sharedvalue.h"
+#include "kxlog/stamp.h"
 #include "sysinfo/kxsysinfo.h"
 
-#include <QDate>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
@@ -16,14 +20,15 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QStringBuilder>
-#include <QTextCodec>
+#include <QThread>
 #include <QUrl>
 
-#include <cstdio>
+#include <atomic>
+#include <memory>
 
 namespace {
 
-KxLog *g_instance = nullptr;
+std::atomic<KxLog *> g_instance{nullptr};
 
 // Two messages are searched for in logs by a place that has outlived many a change of this file.
 constexpr char kFixedFile[] = "KxLogReport/kxlog/kxlog";
@@ -33,23 +38,6 @@ constexpr int kReportAnswerLine = 462;
 constexpr unsigned char kReportTrigger = 2;
 constexpr int kReportTimestamp = 0;
 
-QLatin1String levelTag(QtMsgType type)
-{
-    switch (type) {
-    case QtDebugMsg:
-        return QLatin1String("[Debug]");
-    case QtWarningMsg:
-        return QLatin1String("[Warning]");
-    case QtCriticalMsg:
-        return QLatin1String("[Critical]");
-    case QtFatalMsg:
-        return QLatin1String("[Fatal]");
-    case QtInfoMsg:
-        break;
-    }
-    return {};
-}
-
 QNetworkRequest jsonRequest(const char *baseUrl, const QString &path)
 {
     QNetworkRequest request(QUrl(QLatin1String(baseUrl) + path, QUrl::TolerantMode));
@@ -57,20 +45,30 @@ QNetworkRequest jsonRequest(const char *baseUrl, const QString &path)
     return request;
 }
 
-} // namespace
-
-void outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg)
+/// Runs \a task on the thread of \a object: at once if that is this one, else as soon as its event loop comes to it.
+template<typename Task>
+void runOnThreadOf(QObject *object, Task task)
 {
-    if (type == QtWarningMsg && msg.contains(QLatin1String("libpng")))
+    if (object->thread() == QThread::currentThread()) {
+        task();
         return;
-
-    const QString location = QLatin1Char('[') % QLatin1String(context.file) % QLatin1String("][") %
-                             QString::number(context.line) % QLatin1String("][") % QLatin1String(context.function) %
-                             QLatin1Char(']');
-    const QString head =
-        QLatin1Char('[') % recordTime(QDateTime::currentSecsSinceEpoch()) % QLatin1Char(']') % levelTag(type);
-    KxLog::instance()->reportLog(head, location, msg, type);
+    }
+    // In all versions of Qt 5 a signal takes a function along to another thread.
+    const QObject courier;
+    QObject::connect(&courier, &QObject::destroyed, object, task, Qt::QueuedConnection);
 }
+
+void send(KxLog *log, const logreport::Report &report)
+{
+    // All reports go to one place.
+    static const QNetworkRequest request = log->generateRequest(QStringLiteral(":21999/log"));
+    keepNetworkWatched();
+    auto *manager = new QNetworkAccessManager(log);
+    QNetworkReply *reply = manager->post(request, QJsonDocument(logreport::reportDocument(report)).toJson());
+    QObject::connect(reply, SIGNAL(finished()), log, SLOT(onReportFinished()));
+}
+
+} // namespace
 
 KxLog::KxLog(QObject *parent) : QObject(parent)
 {
@@ -92,9 +90,14 @@ KxLog::~KxLog()
 
 KxLog *KxLog::instance()
 {
-    if (g_instance == nullptr)
-        g_instance = new KxLog(nullptr);
-    return g_instance;
+    KxLog *log = g_instance.load(std::memory_order_acquire);
+    if (log == nullptr) {
+        // Of two threads that are here at once one makes the object for both.
+        auto made = std::make_unique<KxLog>(nullptr);
+        if (g_instance.compare_exchange_strong(log, made.get(), std::memory_order_acq_rel))
+            log = made.release();
+    }
+    return log;
 }
 
 void KxLog::install_log(const QString &path)
@@ -104,36 +107,32 @@ void KxLog::install_log(const QString &path)
     if (!QDir(path).exists())
         QDir().mkpath(path);
     removeLogs(path);
+    const QDateTime now = QDateTime::currentDateTime();
     logFileName = QStringLiteral("%1/upload_%2.log")
-                      .arg(path, QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd_hh_mm_ss")));
-    // A file of an earlier call is left open, and goes with this object.
-    if (logFile != nullptr)
-        logFile->setParent(this);
-    logFile = new QFile(logFileName);
-    logFile->open(QIODevice::WriteOnly | QIODevice::Append);
+                      .arg(path, formatStamp(QStringLiteral("yyyy_MM_dd_hh_mm_ss"), now.date(), now.time()));
+    // A file of an earlier call is left open, and goes with this one.
+    auto file = std::make_unique<LogFile>(logFileName, std::unique_ptr<QFile>(logFile));
+    file->open(QIODevice::WriteOnly | QIODevice::Append);
+    setSharedValue<QFile *>(logFile, file.release());
     qInstallMessageHandler(outputMessage);
 }
 
 void KxLog::write_log(const QString &line)
 {
-    if (showLog) {
-        std::fprintf(stderr, "%s\n", line.toLocal8Bit().constData());
-        std::fflush(stderr);
-    }
-    if (logFile != nullptr && logFile->isOpen()) {
-        // The record brings its own CR LF: the blank line between records is part of the file's format.
-        logFile->write(QTextCodec::codecForLocale()->fromUnicode(line % QLatin1Char('\n')));
-        logFile->flush();
-    }
+    // The record brings its own CR LF: the blank line between records is part of the file's format.
+    const QByteArray record = encodeForLog(line % QLatin1Char('\n'));
+    writeRecord(sharedValue(logFile), sharedValue(showLog), record.constData(),
+                static_cast<std::size_t>(record.size()));
 }
 
 void KxLog::closeFile()
 {
-    if (logFile == nullptr)
+    QFile *const file = logFile;
+    if (file == nullptr)
         return;
-    logFile->close();
-    logFile->deleteLater();
-    logFile = nullptr;
+    setSharedValue<QFile *>(logFile, nullptr);
+    file->close();
+    file->deleteLater();
 }
 
 QString KxLog::fileName()
@@ -148,7 +147,7 @@ QString KxLog::getPath() const
 
 void KxLog::setShowLog(bool on)
 {
-    showLog = on;
+    setSharedValue(showLog, on);
 }
 
 void KxLog::removeLogs(const QString &dir)
@@ -173,12 +172,12 @@ bool KxLog::isSetServers()
 
 void KxLog::startReport()
 {
-    reporting = true;
+    setSharedValue(reporting, true);
 }
 
 void KxLog::stopReport()
 {
-    reporting = false;
+    setSharedValue(reporting, false);
 }
 
 void KxLog::setClientName(const QString &name)
@@ -248,17 +247,37 @@ void KxLog::reportLog(const QString &head, const QString &location, const QStrin
     }
 
     const logreport::Message report = logreport::parseMessage(message);
-    if (reporting) {
-        QString server;
-        if (report.clientType == logreport::kSignalClient)
-            server = signalServerInfo;
-        else if (report.clientType == logreport::kMediaClient)
-            server = mediaServerInfo;
-        reportHttpLog(logreport::reportLevel(type), static_cast<unsigned char>(report.clientType), kReportTrigger,
-                      appKey, roomId, report.clientDescription, hardwareInfo, QStringLiteral("v1.0.0"), clientVersion,
-                      systemInfo, userId, report.title, location + report.text, server, QStringLiteral("0"),
-                      report.uploadSpeed, report.downloadSpeed, report.reconnectCount, kReportTimestamp,
-                      static_cast<int>(elapsedTimer.elapsed() / 1000));
+    // Before the application object and after it nothing can be sent, and Qt Network must not be asked.
+    if (sharedValue(reporting) && QCoreApplication::instance() != nullptr) {
+        logreport::Report document;
+        document.level = logreport::reportLevel(type);
+        document.clientType = static_cast<unsigned char>(report.clientType);
+        document.trigger = kReportTrigger;
+        document.clientDescription = report.clientDescription;
+        document.serviceVersion = QStringLiteral("v1.0.0");
+        document.title = report.title;
+        document.data = location + report.text;
+        document.clientAddress = QStringLiteral("0");
+        document.uploadSpeed = report.uploadSpeed;
+        document.downloadSpeed = report.downloadSpeed;
+        document.reconnectCount = report.reconnectCount;
+        document.timestamp = kReportTimestamp;
+        document.elapsedSeconds = static_cast<int>(elapsedTimer.elapsed() / 1000);
+        // What the client has said of itself belongs to the thread of this object, as managers do.
+        runOnThreadOf(this, [this, document, clientType = report.clientType]() mutable {
+            document.appKey = appKey;
+            document.roomId = roomId;
+            document.device = hardwareInfo;
+            document.clientVersion = clientVersion;
+            document.system = systemInfo;
+            document.userId = userId;
+            if (clientType == logreport::kSignalClient)
+                document.server = signalServerInfo;
+            else if (clientType == logreport::kMediaClient)
+                document.server = mediaServerInfo;
+            document.clientName = clientName;
+            send(this, document);
+        });
     }
     write_log(logreport::recordText(head, location, report));
 }
@@ -275,15 +294,29 @@ void KxLog::reportHttpLog(unsigned char level, unsigned char clientType, unsigne
                           const QString &clientAddress, int uploadSpeed, int downloadSpeed, int reconnectCount,
                           int timestamp, int elapsedSeconds)
 {
-    const QJsonObject document = logreport::reportDocument(
-        {level,     clientType,     trigger,       key,         room,          clientDescription,
-         device,    serviceVersion, version,       system,      user,          title,
-         data,      server,         clientAddress, uploadSpeed, downloadSpeed, reconnectCount,
-         timestamp, elapsedSeconds, clientName});
-    auto *manager = new QNetworkAccessManager(this);
-    QNetworkReply *reply =
-        manager->post(generateRequest(QStringLiteral(":21999/log")), QJsonDocument(document).toJson());
-    connect(reply, SIGNAL(finished()), this, SLOT(onReportFinished()));
+    logreport::Report report;
+    report.level = level;
+    report.clientType = clientType;
+    report.trigger = trigger;
+    report.appKey = key;
+    report.roomId = room;
+    report.clientDescription = clientDescription;
+    report.device = device;
+    report.serviceVersion = serviceVersion;
+    report.clientVersion = version;
+    report.system = system;
+    report.userId = user;
+    report.title = title;
+    report.data = data;
+    report.server = server;
+    report.clientAddress = clientAddress;
+    report.uploadSpeed = uploadSpeed;
+    report.downloadSpeed = downloadSpeed;
+    report.reconnectCount = reconnectCount;
+    report.timestamp = timestamp;
+    report.elapsedSeconds = elapsedSeconds;
+    report.clientName = clientName;
+    send(this, report);
 }
 
 QNetworkRequest KxLog::generateRequest(const QString &path)

@@ -16,32 +16,47 @@ class QNetworkRequest;
 ///
 /// A record is "[yyyy-MM-dd hh:mm:ss][Level][file][line][function]message"; it ends in CR LF and one more LF. Messages
 /// of type info carry no level tag. Warnings that contain "libpng" are dropped.
+///
+/// Any thread may call it, from before main() to the last destructor of a static object.
 void outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg);
 
 /// The logging object of a process: log file, console echo, retention of log directories, remote log and error reports.
 ///
-/// Use it from one thread: nothing is locked. Failures to write, delete or report are ignored silently, a program must
-/// not suffer from its log.
+/// What may be called from where:
+/// - From any thread, at any time, also while another one closes or opens the file: outputMessage(), instance(),
+///   write_log(), reportLog(), setShowLog(), startReport() and stopReport(), removeLogs() and removeSdkLogs(), and all
+///   that uses no member: getStrInt(), generateRequest(), generateNewRequest(), getSystemInfo(), isOs64(),
+///   isSetServers(), setLogServers().
+/// - From the thread of the object, which is the one that first asks for instance(): everything else. Its event loop
+///   sends the reports.
+///
+/// Nothing is locked. A record is one write to the file, of all its bytes, so records of several threads neither mix
+/// nor wait for each other in this object, and none is kept in a buffer. Failures to write, delete or report are
+/// ignored silently, a program must not suffer from its log.
 class KxLog : public QObject
 {
     Q_OBJECT
+    friend void outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg);
 
 public:
     explicit KxLog(QObject *parent = nullptr);
-    /// Closes the log file.
+    /// Closes the log file. Nobody may use the object any more.
     ~KxLog() override;
 
-    /// The one instance of the process, created by the first call and never deleted.
+    /// The one instance of the process, created by the first call or message and never deleted.
     static KxLog *instance();
 
-    /// Prunes the directory @p path (see removeLogs()), opens a new log file in it and installs outputMessage().
+    /// Prunes the directory \a path (see removeLogs()), opens a new log file in it and installs outputMessage().
     ///
-    /// @param path  directory without a trailing separator, created with its parents when missing. The file is named
-    ///              upload_yyyy_MM_dd_hh_mm_ss.log after the local time and opened for appending.
+    /// \a path has no trailing separator, and is created with its parents when missing. The file is named
+    /// upload_yyyy_MM_dd_hh_mm_ss.log after the local time and opened for appending. A file that is still open is left
+    /// open until the new one goes; records go to the new one only.
     void install_log(const QString &path);
-    /// Writes one record and a line feed to the log file, when one is open, and to standard error, when the echo is on.
+    /// Writes \a line and a line feed to standard error, when the echo is on, and to the log file, when one is open;
+    /// each in one piece, in the encoding of the locale.
     void write_log(const QString &line);
-    /// Closes the log file; records go to standard error only from here on. Nothing happens when none is open.
+    /// Closes the log file; records go to standard error only from here on. Nothing happens when none is open. Other
+    /// threads may be writing: what they write by then is in the file, what comes later is not.
     void closeFile();
     /// Full path of the log file opened last; empty before install_log().
     QString fileName();
@@ -50,11 +65,11 @@ public:
     /// Turns the echo of records to standard error on or off; off at first.
     void setShowLog(bool on);
 
-    /// Prunes a directory of logs stamped yyyy_MM_dd_hh_mm_ss, at most once a day.
-    /// @param dir  directory without a trailing separator
+    /// Prunes the directory \a dir, without a trailing separator, of logs stamped yyyy_MM_dd_hh_mm_ss, at most once a
+    /// day.
     void removeLogs(const QString &dir);
-    /// Prunes a directory of SDK logs stamped yyyyMMddhhmmss, at most once a day.
-    /// @param dir  directory without a trailing separator
+    /// Prunes the directory \a dir, without a trailing separator, of SDK logs stamped yyyyMMddhhmmss, at most once a
+    /// day.
     void removeSdkLogs(const QString &dir);
 
     /// Accepted for compatibility; reports always go to the one address of the build.
@@ -87,20 +102,23 @@ public:
     /// Empties application, room, user and both server texts.
     void initReportLogData();
 
-    /// Writes the record of one message and, for a report message while reporting is on, sends it first.
-    /// @param head      bracketed time and level
-    /// @param location  bracketed file, line and function
+    /// Writes the record of one \a message, behind its \a head (bracketed time and level) and \a location (bracketed
+    /// file, line and function). A report message is sent while reporting is on: before the record is written on the
+    /// thread of the object, and from its event loop, as soon as that comes to it, when the message is another
+    /// thread's.
     void reportLog(const QString &head, const QString &location, const QString &message, QtMsgType type);
-    /// Extracts one marked integer from @p text and rewrites it, see logreport::takeMarkedInt().
+    /// Extracts one marked integer from \a text and rewrites it, see logreport::takeMarkedInt().
     int getStrInt(QString &text, const QString &marker, const QString &format);
-    /// Posts one report to the report API. The arguments are the members of logreport::Report in their order.
+    /// Posts one report to the report API: Level, CType, Trigger, AppKey, RoomId, CDesc, Device, SVer, CVer, OS,
+    /// UserSid, LogTitle, LogData, Server, CIP, VUpload, VDownload, ReconnCnt, Timestamp and ElapsedTime, and the
+    /// client's name.
     void reportHttpLog(unsigned char level, unsigned char clientType, unsigned char trigger, const QString &key,
                        const QString &room, const QString &clientDescription, const QString &device,
                        const QString &serviceVersion, const QString &version, const QString &system,
                        const QString &user, const QString &title, const QString &data, const QString &server,
                        const QString &clientAddress, int uploadSpeed, int downloadSpeed, int reconnectCount,
                        int timestamp, int elapsedSeconds);
-    /// JSON request to the report API; @p path is appended to scheme and host, so it begins with the port.
+    /// JSON request to the report API; \a path is appended to scheme and host, so it begins with the port.
     QNetworkRequest generateRequest(const QString &path);
 
     /// Reports one error of the client: a critical report message to the log and a document to the error gateway.
@@ -108,12 +126,12 @@ public:
     /// Posts one error document to the gateway without waiting for anything: the request ends with the call unless it
     /// is out by then.
     void logError(const QString &roomSdkId, const QString &user, int role, const QString &message, long type);
-    /// JSON request to the error gateway; @p path is appended to scheme and host.
+    /// JSON request to the error gateway; \a path is appended to scheme and host.
     QNetworkRequest generateNewRequest(const QString &path);
 
     /// A new network manager owned by this object.
     QNetworkAccessManager *getManager();
-    /// Schedules @p reply and its manager for deletion.
+    /// Schedules \a reply and its manager for deletion.
     void deleteReply(QNetworkReply *reply);
 
     /// Operating-system text, see KxSysInfo::getSysVersion().
@@ -129,8 +147,8 @@ public slots:
 
 protected:
     QString logFileName;
-    QFile *logFile = nullptr; ///< owned; null while no file is open
-    QMutex mutex;             ///< taken by no operation: the object is used from one thread
+    QFile *logFile = nullptr; ///< owned; null while no file is open; only its address is for other threads
+    QMutex mutex;             ///< taken by no operation: no record waits for another one
     QString logPath;
     bool serversSet = false;
     QString appKey;
@@ -144,8 +162,8 @@ protected:
     QString clientVersion;
     QString systemInfo;
     QElapsedTimer elapsedTimer; ///< runs since construction
-    bool showLog = false;
-    bool reporting = false;
+    bool showLog = false;       ///< read by every thread, like the next one
+    bool reporting = false;     ///< whether report messages are sent
     QString clientName;
     QString hardwareInfo; ///< JSON text
 };

@@ -6,7 +6,15 @@ namespace logreport {
 
 namespace {
 
-const QLatin1String kReportTag("kx_log");
+constexpr std::string_view kReportTag = "kx_log";
+const QLatin1String kReportTagText(kReportTag.data(), static_cast<int>(kReportTag.size()));
+
+// A JSON value of Qt 5 is written as a double, which has no room for all numbers of 64 bits.
+bool isExactInJson(qint64 number)
+{
+    constexpr qint64 kLargestExact = Q_INT64_C(1) << 53;
+    return QT_VERSION >= QT_VERSION_CHECK(6, 0, 0) || (number >= -kLargestExact && number <= kLargestExact);
+}
 
 QString clientDescription(int clientType)
 {
@@ -42,14 +50,19 @@ QString reportTitle(int clientType, int reconnectCount)
 
 bool isReportMessage(const QString &message)
 {
-    return message.contains(kReportTag);
+    return message.contains(kReportTagText);
+}
+
+bool isReportMessage(std::string_view message)
+{
+    return message.find(kReportTag) != std::string_view::npos;
 }
 
 Message parseMessage(const QString &message)
 {
     Message result;
     result.text = message;
-    result.text.remove(kReportTag);
+    result.text.remove(kReportTagText);
     // The order is part of the format: each marker is looked for in what the ones before it left.
     result.uploadSpeed = takeMarkedInt(result.text, QStringLiteral("$#$"), QStringLiteral("upload speed:%1KB/s"));
     result.downloadSpeed = takeMarkedInt(result.text, QStringLiteral("#$#"), QStringLiteral("download speed:%1KB/s"));
@@ -79,7 +92,8 @@ int takeMarkedInt(QString &text, const QString &marker, const QString &format)
     const int value = text.midRef(valueStart, valueEnd < 0 ? -1 : valueEnd - valueStart).toInt();
 
     const int end = text.lastIndexOf(marker) + marker.size();
-    text.replace(start, end - start, format.isEmpty() ? QString() : format.arg(value));
+    // Unlike QString::arg(), this takes a format without the place for the value as it is.
+    text.replace(start, end - start, QString(format).replace(QLatin1String("%1"), QString::number(value)));
     return value;
 }
 
@@ -103,29 +117,30 @@ unsigned char reportLevel(QtMsgType type)
 
 QJsonObject reportDocument(const Report &report)
 {
-    return QJsonObject{
-        {QStringLiteral("Level"), report.level},
-        {QStringLiteral("CType"), report.clientType},
-        {QStringLiteral("Trigger"), report.trigger},
-        {QStringLiteral("AppKey"), report.appKey},
-        {QStringLiteral("RoomId"), report.roomId},
-        {QStringLiteral("CDesc"), report.clientDescription},
-        {QStringLiteral("Device"), report.device},
-        {QStringLiteral("SVer"), report.serviceVersion},
-        {QStringLiteral("CVer"), report.clientVersion},
-        {QStringLiteral("OS"), report.system},
-        {QStringLiteral("ProdDesc"), report.clientName},
-        {QStringLiteral("UserSid"), report.userId},
-        {QStringLiteral("LogTitle"), report.title},
-        {QStringLiteral("LogData"), report.data},
-        {QStringLiteral("Server"), report.server},
-        {QStringLiteral("CIP"), report.clientAddress},
-        {QStringLiteral("VUpload"), report.uploadSpeed},
-        {QStringLiteral("VDownload"), report.downloadSpeed},
-        {QStringLiteral("ReconnCnt"), report.reconnectCount},
-        {QStringLiteral("Timestamp"), report.timestamp},
-        {QStringLiteral("ElapsedTime"), report.elapsedSeconds},
-    };
+    // Keys of Latin-1 go in as they are; those of QString would be converted first.
+    QJsonObject document;
+    document.insert(QLatin1String("Level"), report.level);
+    document.insert(QLatin1String("CType"), report.clientType);
+    document.insert(QLatin1String("Trigger"), report.trigger);
+    document.insert(QLatin1String("AppKey"), report.appKey);
+    document.insert(QLatin1String("RoomId"), report.roomId);
+    document.insert(QLatin1String("CDesc"), report.clientDescription);
+    document.insert(QLatin1String("Device"), report.device);
+    document.insert(QLatin1String("SVer"), report.serviceVersion);
+    document.insert(QLatin1String("CVer"), report.clientVersion);
+    document.insert(QLatin1String("OS"), report.system);
+    document.insert(QLatin1String("ProdDesc"), report.clientName);
+    document.insert(QLatin1String("UserSid"), report.userId);
+    document.insert(QLatin1String("LogTitle"), report.title);
+    document.insert(QLatin1String("LogData"), report.data);
+    document.insert(QLatin1String("Server"), report.server);
+    document.insert(QLatin1String("CIP"), report.clientAddress);
+    document.insert(QLatin1String("VUpload"), report.uploadSpeed);
+    document.insert(QLatin1String("VDownload"), report.downloadSpeed);
+    document.insert(QLatin1String("ReconnCnt"), report.reconnectCount);
+    document.insert(QLatin1String("Timestamp"), report.timestamp);
+    document.insert(QLatin1String("ElapsedTime"), report.elapsedSeconds);
+    return document;
 }
 
 QByteArray errorDocument(const QString &roomSdkId, const QString &userId, int role, const QString &userName,
@@ -142,13 +157,14 @@ QByteArray errorDocument(const QString &roomSdkId, const QString &userId, int ro
         document.insert(QStringLiteral("user_id"), userId);
     if (!userName.isEmpty())
         document.insert(QStringLiteral("username"), userName);
-    document.insert(QStringLiteral("type"), 0);
+    document.insert(QStringLiteral("type"), isExactInJson(type) ? type : 0);
     document.insert(QStringLiteral("sdk"), QStringLiteral("5"));
-
-    // A JSON value of Qt 5 holds numbers as doubles, which have no room for 64 bits, so the digits come in afterwards.
+    QByteArray text = QJsonDocument(document).toJson();
     // The beginning of the line tells the member from any text: there, line feeds are escaped.
-    const QByteArray typeMember = QByteArrayLiteral("\n    \"type\": ");
-    return QJsonDocument(document).toJson().replace(typeMember + '0', typeMember + QByteArray::number(type));
+    const QByteArray member = QByteArrayLiteral("\n    \"type\": ");
+    if (!isExactInJson(type))
+        text.replace(member + '0', member + QByteArray::number(type));
+    return text;
 }
 
 } // namespace logreport

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QtGlobal>
 
+#include <string_view>
+
 /// Pure functions of the two reports of the logging module: marked message -> record text and fields; fields -> JSON.
 ///
 /// A message that contains "kx_log" is a report message. It carries numbers wrapped in marker strings inside its text,
@@ -27,29 +29,29 @@ struct Message
     QString text;              ///< the message without tag and escapes, its fields as readable text
 };
 
-/// Whether @p message is a report message.
+/// Whether \a message is a report message.
 bool isReportMessage(const QString &message);
+bool isReportMessage(std::string_view message);
 
 /// Cuts the fields out of a report message.
 Message parseMessage(const QString &message);
 
-/// Record of a report message, line end included: head, location, description, title and text.
-/// @param head      bracketed time and level
-/// @param location  bracketed file, line and function
+/// Record of a report message, line end included: \a head (bracketed time and level), \a location (bracketed file, line
+/// and function), description, title and text.
 QString recordText(const QString &head, const QString &location, const Message &message);
 
-/// Extracts one marked integer and rewrites @p text in place.
+/// Extracts one marked integer and rewrites \a text in place.
 ///
 /// The value is the text between the first two markers, or all that follows the only one. Everything from the first
-/// marker to the end of the last one is replaced by @p format with the value for its "%1", or removed when @p format is
-/// empty. Occurrences of the last marker may overlap others.
-/// @return the value; 0 when it is not a number, and when the marker is missing (@p text is then unchanged)
+/// marker to the end of the last one is replaced by \a format with the value for its "%1", or removed when \a format is
+/// empty. Occurrences of the last marker may overlap others. The value is 0 when it is not a number, and when the
+/// marker is missing; \a text is then unchanged.
 int takeMarkedInt(QString &text, const QString &marker, const QString &format);
 
 /// Report level of a message type: debug 2, warning 4, critical 5, fatal 0, info 1.
 unsigned char reportLevel(QtMsgType type);
 
-/// What one remote report says. JSON names in the comments; the order is that of KxLog::reportHttpLog().
+/// What one remote report says, to be filled by name. JSON names in the comments.
 struct Report
 {
     unsigned char level = 0;      ///< "Level", see reportLevel()
@@ -78,8 +80,8 @@ struct Report
 /// The JSON document of a remote report: one object with 21 members.
 QJsonObject reportDocument(const Report &report);
 
-/// The JSON document of an error report, as indented text. An empty @p roomSdkId, @p userId or @p userName and a
-/// negative @p role leave their members out; @p type keeps all its 64 bits.
+/// The JSON document of an error report, as indented text. An empty \a roomSdkId, \a userId or \a userName and a
+/// negative \a role leave their members out; \a type keeps all its 64 bits.
 QByteArray errorDocument(const QString &roomSdkId, const QString &userId, int role, const QString &userName,
                          const QString &message, qint64 type);
 

@@ -26,26 +26,48 @@ constexpr int kReportPort = 21999;
 // A report has a network manager of its own: enough for a median, too few to run out of ports.
 constexpr int kReports = 200;
 
-std::unique_ptr<spdlog::logger> plainLogger;
+constexpr int kThreads = 4;
 
-void setUpPlainLogger(const QString &directory)
+std::unique_ptr<spdlog::logger> plainLogger;
+std::unique_ptr<spdlog::logger> sharedLogger;
+
+template<typename Sink>
+std::unique_ptr<spdlog::logger> makeLogger(const QString &path)
 {
-    auto file =
-        std::make_shared<spdlog::sinks::basic_file_sink_st>((directory + QStringLiteral("/plain.log")).toStdString());
-    plainLogger = std::make_unique<spdlog::logger>("plain", file);
-    plainLogger->set_formatter(std::make_unique<spdlog::pattern_formatter>("[%Y-%m-%d %H:%M:%S][%l][%g][%#][%!]%v",
-                                                                           spdlog::pattern_time_type::local, "\r\n\n"));
-    plainLogger->set_level(spdlog::level::trace);
-    plainLogger->flush_on(spdlog::level::trace);
+    auto logger = std::make_unique<spdlog::logger>("plain", std::make_shared<Sink>(path.toStdString()));
+    logger->set_formatter(std::make_unique<spdlog::pattern_formatter>("[%Y-%m-%d %H:%M:%S][%l][%g][%#][%!]%v",
+                                                                      spdlog::pattern_time_type::local, "\r\n\n"));
+    logger->set_level(spdlog::level::trace);
+    logger->flush_on(spdlog::level::trace);
+    return logger;
+}
+
+void logWith(spdlog::logger &logger, benchmark::State &state)
+{
+    int packet = 0;
+    for (auto _ : state) {
+        logger.log(spdlog::source_loc{__FILE__, __LINE__, Q_FUNC_INFO}, spdlog::level::debug, "packet {} of call {}",
+                   ++packet, "lobby");
+    }
 }
 
 void plainLibrary(benchmark::State &state)
 {
-    int packet = 0;
-    for (auto _ : state) {
-        plainLogger->log(spdlog::source_loc{__FILE__, __LINE__, Q_FUNC_INFO}, spdlog::level::debug,
-                         "packet {} of call {}", ++packet, "lobby");
-    }
+    logWith(*plainLogger, state);
+}
+
+void plainLibraryInThreads(benchmark::State &state)
+{
+    logWith(*sharedLogger, state);
+}
+
+// What is ours of a record: Qt has made the text before it calls.
+void handler(benchmark::State &state)
+{
+    const QMessageLogContext context(__FILE__, __LINE__, Q_FUNC_INFO, "default");
+    const QString text = QStringLiteral("packet 1234567 of call lobby");
+    for (auto _ : state)
+        outputMessage(QtDebugMsg, context, text);
 }
 
 void formatted(benchmark::State &state)
@@ -126,9 +148,13 @@ void markedUntilAnswered(benchmark::State &state)
 void registerAll()
 {
     benchmark::RegisterBenchmark("plainLibrary", plainLibrary);
+    benchmark::RegisterBenchmark("handler", handler);
     benchmark::RegisterBenchmark("formatted", formatted);
     benchmark::RegisterBenchmark("streamed", streamed);
     benchmark::RegisterBenchmark("streamedWhileReporting", streamedWhileReporting);
+    benchmark::RegisterBenchmark("plainLibraryInThreads", plainLibraryInThreads)->Threads(kThreads)->UseRealTime();
+    benchmark::RegisterBenchmark("handlerInThreads", handler)->Threads(kThreads)->UseRealTime();
+    benchmark::RegisterBenchmark("formattedInThreads", formatted)->Threads(kThreads)->UseRealTime();
     benchmark::RegisterBenchmark("marked", marked);
     benchmark::RegisterBenchmark("markedWhileReporting", markedWhileReporting)->UseManualTime()->Iterations(kReports);
     benchmark::RegisterBenchmark("markedUntilAnswered", markedUntilAnswered)->UseManualTime()->Iterations(kReports);
@@ -147,12 +173,14 @@ int main(int argc, char *argv[])
         const QString reportHost = QUrl(QLatin1String(kxendpoints::kReportApiUrl)).host();
         const Sink sink(reportHost.toStdString(), kReportPort);
         const QTemporaryDir directory(QStringLiteral("kxbench"));
-        setUpPlainLogger(directory.path());
+        plainLogger = makeLogger<spdlog::sinks::basic_file_sink_st>(directory.filePath(QStringLiteral("plain.log")));
+        sharedLogger = makeLogger<spdlog::sinks::basic_file_sink_mt>(directory.filePath(QStringLiteral("shared.log")));
         KxLog::instance()->install_log(directory.path());
         registerAll();
         benchmark::RunSpecifiedBenchmarks();
         qInstallMessageHandler(nullptr);
         plainLogger.reset();
+        sharedLogger.reset();
     } catch (const std::exception &error) {
         std::fprintf(stderr, "logrecord: %s\n", error.what());
         return 1;

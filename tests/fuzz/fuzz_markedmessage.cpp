@@ -1,5 +1,6 @@
 #include "fuzztargets.h"
 #include "kxlog/kxlog.h"
+#include "kxlog/logfile.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -12,17 +13,17 @@ class Log : public KxLog
 public:
     Log()
     {
-        logFile = new QFile(folder.filePath(QStringLiteral("log")));
-        require(logFile->open(QIODevice::ReadWrite), "a log can be opened");
+        logFile = new LogFile(folder.filePath(QStringLiteral("log")), nullptr);
+        require(logFile->open(QIODevice::WriteOnly | QIODevice::Append), "a log can be opened");
     }
 
     QByteArray record(const QString &message, QtMsgType type)
     {
         logFile->resize(0);
-        logFile->seek(0);
         reportLog(QStringLiteral("[head]"), QStringLiteral("[location]"), message, type);
-        logFile->seek(0);
-        return logFile->readAll();
+        QFile written(logFile->fileName());
+        require(written.open(QIODevice::ReadOnly), "a log can be read");
+        return written.readAll();
     }
 
 private:

@@ -27,4 +27,6 @@ public:
     PostSpy &operator=(const PostSpy &) = delete;
 
     QList<Posted> posted;
+    /// Makes the reply, a child of the manager, in place of the network, if set.
+    std::function<QNetworkReply *(QNetworkAccessManager *)> replyInstead;
 };
