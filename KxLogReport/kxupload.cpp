@@ -1,13 +1,13 @@
 #include "kxupload.h"
 
-#include "eventpause.h"
 #include "inicheck.h"
 #include "kxendpoints.h"
 #include "kxlog/kxlog.h"
+#include "process/eventpause.h"
 #include "rewritespace.h"
-#include "snapshotfile.h"
-#include "uploadanswer.h"
-#include "uploadrequest.h"
+#include "wire/snapshotfile.h"
+#include "wire/uploadanswer.h"
+#include "wire/uploadrequest.h"
 
 #include <QCoreApplication>
 #include <QDateTime>

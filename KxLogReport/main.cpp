@@ -1,10 +1,10 @@
 #include "main.h"
 
-#include "eventpause.h"
 #include "kxlog/kxlog.h"
 #include "kxupload.h"
-#include "lastresort.h"
-#include "standardstreams.h"
+#include "process/eventpause.h"
+#include "process/lastresort.h"
+#include "process/standardstreams.h"
 
 #include <QCoreApplication>
 #include <QDebug>

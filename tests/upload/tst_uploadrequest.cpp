@@ -1,10 +1,10 @@
-#include "uploadrequest.h"
+#include "wire/uploadrequest.h"
 
-#include "snapshotfile.h"
 #include "support/files/fileio.h"
 #include "support/process/messagecatcher.h"
 #include "support/process/waitfor.h"
 #include "support/server/scriptedserver.h"
+#include "wire/snapshotfile.h"
 
 #include <QDir>
 #include <QNetworkAccessManager>

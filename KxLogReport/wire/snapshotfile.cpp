@@ -1,4 +1,4 @@
-#include "snapshotfile.h"
+#include "wire/snapshotfile.h"
 
 SnapshotFile::SnapshotFile(const QString &path, QObject *parent) : QFile(path, parent) {}
 

@@ -1,4 +1,4 @@
-#include "uploadrequest.h"
+#include "wire/uploadrequest.h"
 
 #include <QFile>
 #include <QFileInfo>
