@@ -1,5 +1,6 @@
 #include "wire/uploadrequest.h"
 
+#include <QDebug>
 #include <QFile>
 #include <QFileInfo>
 #include <QHttpMultiPart>
@@ -53,6 +54,8 @@ UploadRequest::UploadRequest(const QUrl &url) : request(url)
 {
     request.setHeader(QNetworkRequest::ContentTypeHeader,
                       QString(QStringLiteral("multipart/form-data; boundary=") + QLatin1String(kBoundary)));
+    // Whatever the default of Qt is: personal data goes to no address but the one of the build.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
 }
 
 void UploadRequest::addField(const QByteArray &name, const QByteArray &body)
@@ -74,6 +77,25 @@ QNetworkReply *UploadRequest::post(QFile *file, QObject *owner)
     file->setParent(reply);
     reply->setProperty(kFileProperty, QVariant::fromValue(file));
     return reply;
+}
+
+UploadRequest logForm(const QUrl &url, const QString &fileInfo, const QString &nameSpace)
+{
+    UploadRequest request(url);
+    request.addField(QByteArrayLiteral("room"), fileInfo.toUtf8());
+    request.addField(QByteArrayLiteral("namespace"), nameSpace.toUtf8());
+    return request;
+}
+
+Finished finish(QObject *sender, const QMessageLogger &record)
+{
+    auto *reply = qobject_cast<QNetworkReply *>(sender);
+    if (reply == nullptr)
+        return {};
+    const QFile *file = takeFile(reply);
+    record.debug() << reply->errorString() << reply->error();
+    return {reply, takeAnswer(reply), file != nullptr ? file->fileName() : QString(),
+            reply->error() != QNetworkReply::NoError};
 }
 
 QFile *takeFile(QNetworkReply *reply)

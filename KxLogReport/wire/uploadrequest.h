@@ -8,6 +8,7 @@
 #include <QUrl>
 
 class QFile;
+class QMessageLogger;
 class QNetworkReply;
 class QObject;
 
@@ -32,6 +33,21 @@ private:
     QNetworkRequest request;
     QList<QHttpPart> fields;
 };
+
+/// The form of every upload but the crash dump's, without the file.
+UploadRequest logForm(const QUrl &url, const QString &fileInfo, const QString &nameSpace);
+
+/// A reply that has finished, with everything taken from it.
+struct Finished
+{
+    const QNetworkReply *reply = nullptr; ///< null when the sender of the signal was none
+    QByteArray answer;
+    QString fileName;       ///< of the file that was sent; empty without one
+    bool hasFailed = false; ///< on the way; what the service answered plays no part
+};
+
+/// What every slot does first with the sender of its signal; \a record is in the slot's name.
+Finished finish(QObject *sender, const QMessageLogger &record);
 
 /// Closes the file that rides on a finished reply and schedules it for deletion.
 /// @return the file, valid until control returns to the event loop; null when the reply carries none
