@@ -45,6 +45,7 @@ private slots:
     void takesTheWholeAnswer();
     void keepsManagerAndReplyWhenTheAnswerIsTaken();
     void sendsTheSameFormTwice();
+    void saysThatRedirectsAreNotFollowed();
 
 private:
     /// Posts `request` with the file at `path` and waits for the answer.
@@ -285,6 +286,14 @@ void TestUploadRequest::sendsTheSameFormTwice()
     post(request, path);
     QCOMPARE(server->requests().size(), 2);
     QVERIFY(server->requests().at(1).isRepeatOf(server->requests().at(0)));
+}
+
+void TestUploadRequest::saysThatRedirectsAreNotFollowed()
+{
+    UploadRequest request = requestTo("/");
+    const QNetworkReply *reply = post(request, addFile(QStringLiteral("a"), "x"));
+    QCOMPARE(reply->request().attribute(QNetworkRequest::RedirectPolicyAttribute),
+             QVariant(static_cast<int>(QNetworkRequest::ManualRedirectPolicy)));
 }
 
 QTEST_GUILESS_MAIN(TestUploadRequest)
