@@ -97,9 +97,6 @@ void KxUpload::initIni()
 
     const QStringList groups = ini.groups();
     for (const QString &group : groups) {
-        // A damaged file may have a group without a name, which cannot be entered.
-        if (group.isEmpty())
-            continue;
         if (group.contains(QLatin1String("http_")))
             httpGroups.append(group);
         else if (!group.contains(QLatin1String("system")) && !group.contains(QLatin1String("room")))

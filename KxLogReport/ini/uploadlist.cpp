@@ -22,6 +22,13 @@ constexpr qint64 kMaxGrowth = 4;
 // For the lock, and because others write to the same disk meanwhile.
 constexpr qint64 kSpareBytes = qint64{64} * 1024;
 
+/// What cannot be read is empty for settings objects as well.
+QByteArray bytesOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 bool isLineEnd(char character)
 {
     return character == '\n' || character == '\r';
@@ -29,13 +36,8 @@ bool isLineEnd(char character)
 
 /// Whether all lines that can hold a serialised value are short enough to be read. A line goes on behind a backslash
 /// and in quotes.
-bool hasShortValues(const QString &path)
+bool hasShortValues(const QByteArray &bytes)
 {
-    QFile file(path);
-    // What cannot be read is empty for settings objects as well.
-    if (!file.open(QIODevice::ReadOnly))
-        return true;
-    const QByteArray bytes = file.readAll();
     bool inQuotes = false;
     bool canHoldValue = false;
     for (int i = 0, begin = 0; i < bytes.size(); ++i) {
@@ -74,6 +76,14 @@ bool canBeWritten(const QVariant &value)
     return true;
 }
 
+/// Whether settings objects find the value of a key by it. They take slashes at its ends and double ones out, which
+/// stand for a group or key without a name.
+bool canBeAskedFor(const QString &key)
+{
+    return !key.isEmpty() && !key.startsWith(QLatin1Char('/')) && !key.endsWith(QLatin1Char('/')) &&
+           !key.contains(QLatin1String("//"));
+}
+
 bool hasSpaceToRewrite(const QString &path)
 {
     const QFileInfo file(path);
@@ -84,11 +94,9 @@ bool hasSpaceToRewrite(const QString &path)
 QStringList namesInBrackets(const QString &path)
 {
     QStringList names;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return names;
-    while (!file.atEnd()) {
-        const QByteArray line = file.readLine().trimmed();
+    const QList<QByteArray> lines = bytesOf(path).split('\n');
+    for (const QByteArray &raw : lines) {
+        const QByteArray line = raw.trimmed();
         if (line.startsWith('[') && line.endsWith(']'))
             names += QString::fromLatin1(QByteArray::fromPercentEncoding(line.mid(1, line.size() - 2)));
     }
@@ -99,7 +107,8 @@ QStringList namesInBrackets(const QString &path)
 
 } // namespace
 
-UploadList::UploadList(const QString &path) : QSettings(path, QSettings::IniFormat), readable_(hasShortValues(path))
+UploadList::UploadList(const QString &path)
+    : QSettings(path, QSettings::IniFormat), readable_(hasShortValues(bytesOf(path)))
 {
     setIniCodec(joiningUtf8Codec());
     connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { giveUpKept(); });
@@ -134,11 +143,16 @@ QStringList UploadList::keys(const QString &group)
 
 QStringList UploadList::groups() const
 {
+    QStringList names;
     try {
-        return readable_ ? childGroups() : QStringList();
+        if (readable_)
+            names = childGroups();
     } catch (const std::bad_alloc &) {
-        return namesInBrackets(fileName());
+        names = namesInBrackets(fileName());
     }
+    // A damaged file may have a group without a name, which cannot be entered.
+    names.removeAll(QString());
+    return names;
 }
 
 bool UploadList::giveUp(const QString &group)
@@ -165,7 +179,8 @@ bool UploadList::takeOverChanges()
     const State state = stateOnDisk();
     if (state == known_)
         return true;
-    if (!hasShortValues(fileName()))
+    const QByteArray bytes = bytesOf(fileName());
+    if (!hasShortValues(bytes))
         return false;
     // Without the right to read it, it would be an empty file.
     const QFileInfo file(fileName());
@@ -173,9 +188,11 @@ bool UploadList::takeOverChanges()
         return false;
     sync();
     readable_ = true;
+    const bool hasTimes = bytes.contains("@DateTime(");
     const QStringList keys = allKeys();
-    const bool isSound =
-        std::all_of(keys.cbegin(), keys.cend(), [this](const QString &key) { return canBeWritten(value(key)); });
+    const bool isSound = std::all_of(keys.cbegin(), keys.cend(), [&](const QString &key) {
+        return canBeAskedFor(key) ? canBeWritten(value(key)) : !hasTimes;
+    });
     if (isSound)
         known_ = state;
     return isSound;

@@ -27,7 +27,7 @@ public:
     QVariant read(const QString &group, const QString &key, const QVariant &fallback = QVariant()) const;
     /// The keys of \a group; none when they cannot be read.
     QStringList keys(const QString &group);
-    /// Names of all groups, sorted.
+    /// Names of all groups that have one, sorted.
     QStringList groups() const;
 
     /// Removes \a group with all its keys, on disk too, and with it those that could not be removed before.

@@ -2,6 +2,6 @@
 
 #include <QtGlobal>
 
-/// Waits for at least @p ms milliseconds while events, of all kinds, are processed.
-/// @return the milliseconds that really passed
+/// Waits for at least \a ms milliseconds while events, of all kinds, are processed.
+/// Returns the milliseconds that really passed.
 qint64 pauseWithEvents(int ms);

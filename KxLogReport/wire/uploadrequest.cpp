@@ -50,30 +50,30 @@ QHttpMultiPart *createForm()
 
 } // namespace
 
-UploadRequest::UploadRequest(const QUrl &url) : request(url)
+UploadRequest::UploadRequest(const QUrl &url) : request_(url)
 {
-    request.setHeader(QNetworkRequest::ContentTypeHeader,
-                      QString(QStringLiteral("multipart/form-data; boundary=") + QLatin1String(kBoundary)));
+    request_.setHeader(QNetworkRequest::ContentTypeHeader,
+                       QString(QStringLiteral("multipart/form-data; boundary=") + QLatin1String(kBoundary)));
     // Whatever the default of Qt is: personal data goes to no address but the one of the build.
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    request_.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
 }
 
 void UploadRequest::addField(const QByteArray &name, const QByteArray &body)
 {
     QHttpPart field = part(QStringLiteral("form-data; name=\"%1\"").arg(QLatin1String(name)));
     field.setBody(body);
-    fields.append(field);
+    fields_.append(field);
 }
 
 QNetworkReply *UploadRequest::post(QFile *file, QObject *owner)
 {
     QHttpMultiPart *form = createForm();
-    for (const QHttpPart &field : qAsConst(fields))
+    for (const QHttpPart &field : qAsConst(fields_))
         form->append(field);
     form->append(filePart(file));
 
     auto *manager = new QNetworkAccessManager(owner);
-    QNetworkReply *reply = manager->post(request, form);
+    QNetworkReply *reply = manager->post(request_, form);
     file->setParent(reply);
     reply->setProperty(kFileProperty, QVariant::fromValue(file));
     return reply;

@@ -18,20 +18,19 @@ class UploadRequest
 public:
     explicit UploadRequest(const QUrl &url);
 
-    /// Appends a form field.
-    /// @param name  plain ASCII
+    /// Appends a form field; \a name is plain ASCII.
     void addField(const QByteArray &name, const QByteArray &body);
 
-    /// Posts the form with @p file as its last part, through a network manager of its own.
+    /// Posts the form with \a file as its last part, through a network manager of its own that becomes a child of
+    /// \a owner.
     ///
-    /// @param file   on the heap; read while the upload runs. It becomes a child of the reply and is attached to it as
-    ///               the property "file", for takeFile().
-    /// @param owner  parent of the manager, which owns the reply
+    /// The file is on the heap and read while the upload runs. It becomes a child of the reply, which the manager owns,
+    /// and is attached to it as the property "file", for takeFile().
     QNetworkReply *post(QFile *file, QObject *owner);
 
 private:
-    QNetworkRequest request;
-    QList<QHttpPart> fields;
+    QNetworkRequest request_;
+    QList<QHttpPart> fields_;
 };
 
 /// The form of every upload but the crash dump's, without the file.
@@ -50,7 +49,7 @@ struct Finished
 Finished finish(QObject *sender, const QMessageLogger &record);
 
 /// Closes the file that rides on a finished reply and schedules it for deletion.
-/// @return the file, valid until control returns to the event loop; null when the reply carries none
+/// Returns the file, valid until control returns to the event loop; null when the reply carries none.
 QFile *takeFile(QNetworkReply *reply);
 
 /// Reads the whole answer and ends the threads and connections that the reply's manager holds.

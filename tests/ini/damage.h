@@ -6,7 +6,7 @@
 
 /// A list of 0x7fffffff texts.
 QByteArray hugeList();
-/// Lists in lists, @p depth of them.
+/// Lists in lists, \a depth of them.
 QByteArray nestedLists(int depth);
 /// A time that counts as one with a time zone and has none.
 QByteArray timeWithoutZone();

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Two logs to send, and @p damage between their groups.
+/// Two logs to send, and \a damage between their groups.
 QByteArray damagedIni(const Sandbox &sandbox, const QByteArray &damage)
 {
     const QByteArray first = sandbox.addFile(QStringLiteral("a.log"), "one").toUtf8();
