@@ -128,15 +128,25 @@ bool UploadList::isReadable(const QString &group) const
 
 QVariant UploadList::read(const QString &group, const QString &key, const QVariant &fallback) const
 {
-    return isReadable(group) ? value(group + QLatin1Char('/') + key, fallback) : fallback;
+    try {
+        // Another key than isReadable() asks for may stand in another section, "[group/inner]".
+        return isReadable(group) ? value(group + QLatin1Char('/') + key, fallback) : fallback;
+    } catch (const std::bad_alloc &) {
+        return fallback;
+    }
 }
 
 QStringList UploadList::keys(const QString &group)
 {
     if (!isReadable(group))
         return {};
+    QStringList keys;
     beginGroup(group);
-    const QStringList keys = childKeys();
+    try {
+        keys = childKeys();
+    } catch (const std::bad_alloc &) {
+        keys.clear();
+    }
     endGroup();
     return keys;
 }

@@ -11,8 +11,6 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QLibraryInfo>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -65,7 +63,6 @@ private slots:
     void sleepsAtLeastAsLongAsAsked_data();
     void sleepsAtLeastAsLongAsAsked();
     void processesEventsWhileItSleeps();
-    void handlesSocketsWhileItSleeps();
     void sleepsNoLongerWhileEventsNeverEnd();
     void sleepsWithoutAnApplication();
     void endsAtOnceWithNothingToDo();
@@ -178,19 +175,6 @@ void TestMain::processesEventsWhileItSleeps()
     mSleep(200);
     QVERIFY(queuedCallRan);
     QVERIFY2(fired >= 2, "goes on for the whole time");
-}
-
-void TestMain::handlesSocketsWhileItSleeps()
-{
-    int argc = 0;
-    const QCoreApplication application(argc, nullptr);
-    QTcpServer server;
-    QVERIFY(server.listen(QHostAddress::LocalHost));
-    QTcpSocket client;
-    client.connectToHost(QHostAddress::LocalHost, server.serverPort());
-    mSleep(200);
-    QVERIFY(server.hasPendingConnections());
-    QCOMPARE(client.state(), QAbstractSocket::ConnectedState);
 }
 
 void TestMain::sleepsNoLongerWhileEventsNeverEnd()

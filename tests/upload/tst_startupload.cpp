@@ -7,12 +7,6 @@
 #include <QTest>
 #include <QTimer>
 
-#ifdef Q_OS_UNIX
-#include <cstdlib>
-#include <sys/wait.h>
-#include <unistd.h>
-#endif
-
 class TestStartUpload : public QObject
 {
     Q_OBJECT
@@ -24,9 +18,6 @@ private slots:
     void pausesBeforeTheFirstPass();
     void armsTheWatchdog();
     void armsTheWatchdogBeforeItReadsTheConfiguration();
-#ifdef Q_OS_UNIX
-    void quitsBeforeItEndsTheProcess();
-#endif
 };
 
 namespace {
@@ -142,41 +133,6 @@ void TestStartUpload::armsTheWatchdogBeforeItReadsTheConfiguration()
     qInstallMessageHandler(outer);
     QCOMPARE(timersAtTheFirstMessage, before + 1);
 }
-
-#ifdef Q_OS_UNIX
-namespace {
-
-constexpr int kRunning = 3;
-constexpr int kLeft = 4;
-QEventLoop *loopOfTheChild = nullptr;
-
-void tellWhetherTheLoopRuns()
-{
-    ::_exit(loopOfTheChild->isRunning() ? kRunning : 0);
-}
-
-} // namespace
-
-void TestStartUpload::quitsBeforeItEndsTheProcess()
-{
-    uploadini::write(QByteArray());
-    const pid_t child = ::fork();
-    if (child == 0) {
-        QEventLoop loop;
-        loopOfTheChild = &loop;
-        std::atexit(tellWhetherTheLoopRuns);
-        TestUploader uploader;
-        QTimer::singleShot(0, &uploader, [&] { uploader.startUpload(); });
-        loop.exec();
-        ::_exit(kLeft);
-    }
-    int status = -1;
-    QCOMPARE(::waitpid(child, &status, 0), child);
-    uploadini::remove();
-    QVERIFY(WIFEXITED(status));
-    QCOMPARE(WEXITSTATUS(status), 0);
-}
-#endif
 
 QTEST_GUILESS_MAIN(TestStartUpload)
 #include "tst_startupload.moc"
