@@ -1,27 +1,22 @@
 #include "kxupload.h"
 
-#include "eventpause.h"
-#include "inicheck.h"
+#include "ini/inforecord.h"
+#include "ini/uploadlist.h"
 #include "kxendpoints.h"
 #include "kxlog/kxlog.h"
-#include "rewritespace.h"
-#include "snapshotfile.h"
-#include "uploadanswer.h"
-#include "uploadrequest.h"
+#include "process/eventpause.h"
+#include "wire/snapshotfile.h"
+#include "wire/uploadanswer.h"
+#include "wire/uploadrequest.h"
+#include "wire/uploadtexts.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QDebug>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QStringList>
 #include <QTimer>
 
@@ -31,19 +26,15 @@ namespace {
 
 constexpr int kWatchdogMs = 300000;
 constexpr int kPauseMs = 500;
-// How long a pass may skip groups before the event loop, and with it the watchdog, has its turn.
-constexpr int kSkippingMs = 100;
 
 QString iniPath()
 {
     return QCoreApplication::applicationDirPath() + QStringLiteral("/config/upload.ini");
 }
 
-/// Path for a settings object on the INI file. If what could harm the process cannot be taken out of the file, it is a
-/// path at which there is nothing and can be nothing: then nothing is sent, and nothing is forgotten.
-QString checkedIniPath()
+UploadList &listOf(QSettings *settings)
 {
-    return takeHarmfulValuesOut(iniPath()) ? iniPath() : iniPath() + QStringLiteral("/unreadable");
+    return *static_cast<UploadList *>(settings);
 }
 
 QUrl serviceUrl(const char *endpointPath)
@@ -51,46 +42,10 @@ QUrl serviceUrl(const char *endpointPath)
     return {QLatin1String(kxendpoints::kLogServiceUrl) + QLatin1String(endpointPath)};
 }
 
-UploadRequest logForm(const QUrl &url, const QString &fileInfo, const QString &nameSpace)
-{
-    UploadRequest request(url);
-    request.addField(QByteArrayLiteral("room"), fileInfo.toUtf8());
-    request.addField(QByteArrayLiteral("namespace"), nameSpace.toUtf8());
-    return request;
-}
-
-QString joinRooms(const QString &prefix, const QMap<QString, QVariant> &rooms)
-{
-    QStringList entries;
-    for (auto room = rooms.cbegin(); room != rooms.cend(); ++room) {
-        entries +=
-            prefix + QStringLiteral("roomid-") + room.key() + QStringLiteral(".roomname-") + room.value().toString();
-    }
-    return entries.join(QLatin1Char(','));
-}
-
-// Whether the group could be removed. Better a group that is sent once more than an INI file that is cut.
-bool removeGroup(QSettings &settings, const QString &group)
-{
-    if (!hasSpaceToRewrite(settings.fileName()))
-        return false;
-    settings.beginGroup(group);
-    // Without a name it would be the whole file that is removed.
-    const bool isNamed = !settings.group().isEmpty();
-    if (isNamed)
-        settings.remove(QString());
-    settings.endGroup();
-    if (isNamed)
-        settings.remove(group);
-    settings.sync();
-    return true;
-}
-
 } // namespace
 
-KxUpload::KxUpload(QObject *parent) : QObject(parent), settings(new QSettings(checkedIniPath(), QSettings::IniFormat))
+KxUpload::KxUpload(QObject *parent) : QObject(parent), settings(new UploadList(iniPath()))
 {
-    settings->setIniCodec("UTF-8");
     // Not a child of this object: the settings live as long as the application.
     connect(qApp, &QObject::destroyed, settings, [ini = settings] { delete ini; });
 }
@@ -99,7 +54,7 @@ KxUpload::~KxUpload() = default;
 
 void KxUpload::startUpload()
 {
-    QTimer::singleShot(kWatchdogMs, qApp, SLOT(quit()));
+    QTimer::singleShot(kWatchdogMs, Qt::PreciseTimer, qApp, SLOT(quit()));
     initIni();
     pauseWithEvents(kPauseMs);
 
@@ -117,33 +72,31 @@ void KxUpload::startUpload()
 
 void KxUpload::initIni()
 {
-    QSettings ini(checkedIniPath(), QSettings::IniFormat);
-    ini.setIniCodec("UTF-8");
+    const QString systemGroup = QStringLiteral("system");
+    const QString roomGroup = QStringLiteral("room");
+    UploadList ini(iniPath());
+    for (const QString &group : {systemGroup, roomGroup}) {
+        if (!ini.isReadable(group))
+            qDebug() << "cannot read" << group << ini.fileName();
+    }
 
-    ini.beginGroup(QStringLiteral("system"));
-    systemPath = ini.value(QStringLiteral("path")).toString();
-    sdkPath = ini.value(QStringLiteral("sdkpath")).toString();
-    httpPath = ini.value(QStringLiteral("httppath")).toString();
-    infoPath = ini.value(QStringLiteral("infopath")).toString();
-    logFiles = ini.value(QStringLiteral("logfiles")).toStringList();
-    nickname = ini.value(QStringLiteral("nickname")).toString();
-    loginName = ini.value(QStringLiteral("loginName")).toString();
-    userId = ini.value(QStringLiteral("userId")).toString();
-    nameSpace = ini.value(QStringLiteral("namespace")).toString();
-    version = ini.value(QStringLiteral("version")).toString();
-    ini.endGroup();
+    systemPath = ini.read(systemGroup, QStringLiteral("path")).toString();
+    sdkPath = ini.read(systemGroup, QStringLiteral("sdkpath")).toString();
+    httpPath = ini.read(systemGroup, QStringLiteral("httppath")).toString();
+    infoPath = ini.read(systemGroup, QStringLiteral("infopath")).toString();
+    logFiles = ini.read(systemGroup, QStringLiteral("logfiles")).toStringList();
+    nickname = ini.read(systemGroup, QStringLiteral("nickname")).toString();
+    loginName = ini.read(systemGroup, QStringLiteral("loginName")).toString();
+    userId = ini.read(systemGroup, QStringLiteral("userId")).toString();
+    nameSpace = ini.read(systemGroup, QStringLiteral("namespace")).toString();
+    version = ini.read(systemGroup, QStringLiteral("version")).toString();
 
-    ini.beginGroup(QStringLiteral("room"));
-    const QStringList roomIds = ini.childKeys();
+    const QStringList roomIds = ini.keys(roomGroup);
     for (const QString &id : roomIds)
-        roomMap.insert(id, ini.value(id));
-    ini.endGroup();
+        roomMap.insert(id, ini.read(roomGroup, id));
 
-    const QStringList groups = ini.childGroups();
+    const QStringList groups = ini.groups();
     for (const QString &group : groups) {
-        // A damaged file may have a group without a name, which cannot be entered.
-        if (group.isEmpty())
-            continue;
         if (group.contains(QLatin1String("http_")))
             httpGroups.append(group);
         else if (!group.contains(QLatin1String("system")) && !group.contains(QLatin1String("room")))
@@ -161,61 +114,44 @@ void KxUpload::setCrashPath(const QString &path)
 
 QString KxUpload::getFileInfo()
 {
-    // An empty value has no label here. The description of a single group differs on purpose.
-    QString prefix;
-    if (!nickname.isEmpty())
-        prefix += QStringLiteral("nickname-") + nickname + QLatin1Char('.');
-    if (!loginName.isEmpty())
-        prefix += QStringLiteral("loginname-") + loginName + QLatin1Char('.');
-    if (!userId.isEmpty())
-        prefix += QStringLiteral("userid-") + userId + QLatin1Char('.');
-
-    const QString rooms = joinRooms(prefix, roomMap);
+    const QString prefix = uploadtexts::userWithoutEmpty(nickname, loginName, userId);
+    const QString rooms = uploadtexts::joinRooms(prefix, roomMap);
     qDebug() << rooms;
     return rooms.isEmpty() ? prefix : rooms;
 }
 
 QString KxUpload::getFileInfo(const QString &group)
 {
-    settings->beginGroup(group);
-    const auto valueOr = [this](const QString &key, const QString &fallback) {
-        const QString value = settings->value(key).toString();
+    const UploadList &list = listOf(settings);
+    const auto valueOr = [&](const QString &key, const QString &fallback) {
+        const QString value = list.read(group, key).toString();
         return value.isEmpty() ? fallback : value;
     };
-    // Empty values keep their labels here: the service splits this text by all three.
-    const QString prefix = QStringLiteral("nickname-") + valueOr(QStringLiteral("nickname"), nickname) +
-                           QStringLiteral(".loginname-") + valueOr(QStringLiteral("loginName"), loginName) +
-                           QStringLiteral(".userid-") + valueOr(QStringLiteral("userId"), userId) + QLatin1Char('.');
-
-    QMap<QString, QVariant> rooms = settings->value(QStringLiteral("room")).toMap();
+    const QString prefix = uploadtexts::userWithAllLabels(valueOr(QStringLiteral("nickname"), nickname),
+                                                          valueOr(QStringLiteral("loginName"), loginName),
+                                                          valueOr(QStringLiteral("userId"), userId));
+    QMap<QString, QVariant> rooms = list.read(group, QStringLiteral("room")).toMap();
     if (rooms.isEmpty())
         rooms = roomMap;
-    QString info = joinRooms(prefix, rooms);
+    QString info = uploadtexts::joinRooms(prefix, rooms);
     if (info.isEmpty())
         info = prefix;
     qDebug() << group << info;
-    settings->endGroup();
     return info;
 }
 
 QString KxUpload::getFileName(const QString &group)
 {
-    settings->beginGroup(group);
-    QString path = settings->value(QStringLiteral("path")).toString();
-    if (path.isEmpty()) {
+    QString path = listOf(settings).read(group, QStringLiteral("path")).toString();
+    if (path.isEmpty())
         path = QCoreApplication::applicationDirPath() + QStringLiteral("/logs/") + group + QStringLiteral(".log");
-    }
     qDebug() << path;
-    settings->endGroup();
     return path;
 }
 
 bool KxUpload::isSdkUp(const QString &group)
 {
-    settings->beginGroup(group);
-    const int sdk = settings->value(QStringLiteral("sdk"), 0).toInt();
-    settings->endGroup();
-    return sdk == 1;
+    return listOf(settings).read(group, QStringLiteral("sdk"), 0).toInt() == 1;
 }
 
 void KxUpload::uploadCrash()
@@ -225,22 +161,8 @@ void KxUpload::uploadCrash()
         return;
     }
 
-    const QJsonObject base{
-        {QStringLiteral("sdk"), 5},           {QStringLiteral("namespace"), nameSpace},
-        {QStringLiteral("user_id"), userId},  {QStringLiteral("nickname"), nickname},
-        {QStringLiteral("version"), version},
-    };
-    const QByteArray baseJson = QJsonDocument(base).toJson(QJsonDocument::Compact);
-    qDebug() << baseJson;
-
-    QJsonArray rooms;
-    for (auto room = roomMap.cbegin(); room != roomMap.cend(); ++room) {
-        rooms.append(QJsonObject{
-            {QStringLiteral("room_sdk_id"), room.key()},
-            {QStringLiteral("room_name"), room.value().toString()},
-        });
-    }
-    const QJsonObject info{{QStringLiteral("info"), rooms}};
+    const QByteArray base = uploadtexts::crashBase({nameSpace, userId, nickname, version});
+    qDebug() << base;
 
     auto *file = new SnapshotFile(crashPath, this);
     file->open(QIODevice::ReadOnly);
@@ -252,8 +174,8 @@ void KxUpload::uploadCrash()
     }
 
     UploadRequest request(serviceUrl("/v1/crash/upload"));
-    request.addField(QByteArrayLiteral("base"), baseJson);
-    request.addField(QByteArrayLiteral("info"), QJsonDocument(info).toJson(QJsonDocument::Compact));
+    request.addField(QByteArrayLiteral("base"), base);
+    request.addField(QByteArrayLiteral("info"), uploadtexts::crashRooms(roomMap));
     QNetworkReply *reply = request.post(file, this);
     connect(reply, SIGNAL(finished()), this, SLOT(onCrashFinished()));
 }
@@ -265,10 +187,12 @@ void KxUpload::uploadInfo()
 
 void KxUpload::uploadList()
 {
-    QElapsedTimer skipping;
-    skipping.start();
-    while (!fileGroups.isEmpty()) {
-        const QString group = fileGroups.takeFirst();
+    if (fileGroups.isEmpty()) {
+        uploadLogs();
+        return;
+    }
+    const QString group = fileGroups.takeFirst();
+    if (listOf(settings).isReadable(group)) {
         const QString path = getFileName(group);
         const bool exists = QFile::exists(path);
         if (exists && !getFileInfo(group).isEmpty()) {
@@ -281,12 +205,12 @@ void KxUpload::uploadList()
             qDebug() << !exists << path;
         }
         finishedOneFile(group);
-        if (skipping.hasExpired(kSkippingMs)) {
-            QTimer::singleShot(0, this, [this] { uploadList(); });
-            return;
-        }
+    } else {
+        qDebug() << "cannot read" << group << settings->fileName();
     }
-    uploadLogs();
+    // From the event loop, whenever a group is skipped: a long row of them neither grows the stack nor keeps the
+    // watchdog from its turn.
+    QTimer::singleShot(0, this, &KxUpload::uploadList);
 }
 
 void KxUpload::uploadOneFile(const QString &group)
@@ -302,8 +226,7 @@ void KxUpload::uploadOneFile(const QString &group)
         file->close();
         file->deleteLater();
         finishedOneFile(group);
-        // From the event loop, so that a long run of unreadable files does not grow the stack.
-        QTimer::singleShot(0, this, [this] { uploadList(); });
+        QTimer::singleShot(0, this, &KxUpload::uploadList);
         return;
     }
 
@@ -316,7 +239,7 @@ void KxUpload::uploadOneFile(const QString &group)
 
 void KxUpload::finishedOneFile(const QString &group)
 {
-    if (!removeGroup(*settings, group))
+    if (!listOf(settings).giveUp(group))
         qDebug() << "cannot rewrite" << settings->fileName();
 }
 
@@ -340,21 +263,17 @@ void KxUpload::uploadLogs()
 
 void KxUpload::uploadHttpList()
 {
-    QElapsedTimer skipping;
-    skipping.start();
-    while (!httpGroups.isEmpty()) {
-        const QString group = httpGroups.takeFirst();
-        if (QFile::exists(getFileName(group)) && !getFileInfo(group).isEmpty()) {
-            uploadHttpFile(group);
-            return;
-        }
-        finishedOneHttpFile(group);
-        if (skipping.hasExpired(kSkippingMs)) {
-            QTimer::singleShot(0, this, [this] { uploadHttpList(); });
-            return;
-        }
+    if (httpGroups.isEmpty()) {
+        uploadLogs();
+        return;
     }
-    uploadLogs();
+    const QString group = httpGroups.takeFirst();
+    if (listOf(settings).isReadable(group) && QFile::exists(getFileName(group)) && !getFileInfo(group).isEmpty()) {
+        uploadHttpFile(group);
+        return;
+    }
+    finishedOneHttpFile(group);
+    QTimer::singleShot(0, this, &KxUpload::uploadHttpList);
 }
 
 void KxUpload::uploadHttpFile(const QString &group)
@@ -372,9 +291,13 @@ void KxUpload::uploadHttpFile(const QString &group)
 
 void KxUpload::finishedOneHttpFile(const QString &group)
 {
+    // Nobody knows which file belongs to a group that cannot be read.
+    if (!listOf(settings).isReadable(group)) {
+        qDebug() << "cannot read" << group << settings->fileName();
+        return;
+    }
     QFile::remove(getFileName(group));
-    if (!removeGroup(*settings, group))
-        qDebug() << "cannot rewrite" << settings->fileName();
+    finishedOneFile(group);
 }
 
 void KxUpload::httpUpload()
@@ -400,84 +323,64 @@ void KxUpload::deleteReply(QNetworkReply *reply)
 
 void KxUpload::onInfoFinished()
 {
-    auto *reply = qobject_cast<QNetworkReply *>(sender());
-    if (reply == nullptr)
+    const Finished done = finish(sender(), QMessageLogger(QT_MESSAGELOG_FILE, QT_MESSAGELOG_LINE, QT_MESSAGELOG_FUNC));
+    if (done.reply == nullptr)
         return;
-    takeFile(reply);
-    qDebug() << reply->errorString() << reply->error();
-    const QByteArray answer = takeAnswer(reply);
-    qDebug() << "data:" << answer;
-    if (reply->error() != QNetworkReply::NoError) {
+    qDebug() << "data:" << done.answer;
+    if (done.hasFailed) {
         QCoreApplication::quit();
         return;
     }
 
-    if (uploadanswer::judge(answer) == uploadanswer::Verdict::Accepted) {
-        QSettings record(QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
-                             QStringLiteral("/info.ini"),
-                         QSettings::IniFormat);
-        record.setIniCodec("UTF-8");
-        record.beginGroup(userId);
-        record.setValue(QStringLiteral("time"),
-                        QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd-hh-mm-ss")));
-        record.endGroup();
-    }
+    if (uploadanswer::judge(done.answer) == uploadanswer::Verdict::Accepted)
+        recordAcceptedInfo(userId);
     uploadList();
 }
 
 void KxUpload::onHttpOneFinished()
 {
-    auto *reply = qobject_cast<QNetworkReply *>(sender());
-    if (reply == nullptr)
+    const Finished done = finish(sender(), QMessageLogger(QT_MESSAGELOG_FILE, QT_MESSAGELOG_LINE, QT_MESSAGELOG_FUNC));
+    if (done.reply == nullptr)
         return;
-    const QFile *file = takeFile(reply);
-    qDebug() << reply->errorString() << reply->error();
-    const QByteArray answer = takeAnswer(reply);
-    qDebug() << "data:" << answer << (file != nullptr ? file->fileName() : QString());
-    if (reply->error() != QNetworkReply::NoError) {
+    qDebug() << "data:" << done.answer << done.fileName;
+    if (done.hasFailed) {
         QCoreApplication::quit();
         return;
     }
 
-    const uploadanswer::Verdict verdict = uploadanswer::judge(answer);
+    const uploadanswer::Verdict verdict = uploadanswer::judge(done.answer);
     if (verdict == uploadanswer::Verdict::NotJson) {
         uploadLogs();
         return;
     }
     if (verdict == uploadanswer::Verdict::Accepted)
-        finishedOneHttpFile(reply->property("group").toString());
+        finishedOneHttpFile(done.reply->property("group").toString());
     uploadHttpList();
 }
 
 void KxUpload::onHttpFinished()
 {
-    auto *reply = qobject_cast<QNetworkReply *>(sender());
-    if (reply == nullptr)
+    const Finished done = finish(sender(), QMessageLogger(QT_MESSAGELOG_FILE, QT_MESSAGELOG_LINE, QT_MESSAGELOG_FUNC));
+    if (done.reply == nullptr)
         return;
-    const QFile *file = takeFile(reply);
-    qDebug() << reply->errorString() << reply->error();
-    const QByteArray answer = takeAnswer(reply);
-    qDebug() << "data:" << answer << (file != nullptr ? file->fileName() : QString());
-    if (reply->error() != QNetworkReply::NoError) {
+    qDebug() << "data:" << done.answer << done.fileName;
+    if (done.hasFailed) {
         QCoreApplication::quit();
         return;
     }
 
-    if (uploadanswer::judge(answer) == uploadanswer::Verdict::Accepted)
+    if (uploadanswer::judge(done.answer) == uploadanswer::Verdict::Accepted)
         QFile::remove(httpPath);
     uploadLogs();
 }
 
 void KxUpload::onCrashFinished()
 {
-    auto *reply = qobject_cast<QNetworkReply *>(sender());
-    if (reply == nullptr)
+    const Finished done = finish(sender(), QMessageLogger(QT_MESSAGELOG_FILE, QT_MESSAGELOG_LINE, QT_MESSAGELOG_FUNC));
+    if (done.reply == nullptr)
         return;
-    const QFile *file = takeFile(reply);
-    qDebug() << reply->errorString() << reply->error();
-    const QByteArray answer = takeAnswer(reply);
-    qDebug() << "data:" << answer << (file != nullptr ? file->fileName() : QString());
-    if (reply->error() != QNetworkReply::NoError) {
+    qDebug() << "data:" << done.answer << done.fileName;
+    if (done.hasFailed) {
         QCoreApplication::quit();
         return;
     }
@@ -486,22 +389,18 @@ void KxUpload::onCrashFinished()
 
 void KxUpload::onOneFile()
 {
-    auto *reply = qobject_cast<QNetworkReply *>(sender());
-    if (reply == nullptr)
+    const Finished done = finish(sender(), QMessageLogger(QT_MESSAGELOG_FILE, QT_MESSAGELOG_LINE, QT_MESSAGELOG_FUNC));
+    if (done.reply == nullptr)
         return;
-    takeFile(reply);
-    qDebug() << reply->errorString() << reply->error();
-    const QByteArray answer = takeAnswer(reply);
-    const QString path = reply->property("path").toString();
-    qDebug() << "data:" << answer << path;
+    const QString path = done.reply->property("path").toString();
+    qDebug() << "data:" << done.answer << path;
 
-    const bool transportError = reply->error() != QNetworkReply::NoError;
     const uploadanswer::FileOutcome outcome =
-        uploadanswer::judgeListedFile(transportError, answer, reply->property("sdk").toBool());
+        uploadanswer::judgeListedFile(done.hasFailed, done.answer, done.reply->property("sdk").toBool());
     if (outcome.deleteLocalFile)
         qDebug() << QFile::remove(path) << path;
     if (outcome.removeGroup)
-        finishedOneFile(reply->property("group").toString());
+        finishedOneFile(done.reply->property("group").toString());
     uploadList();
 }
 

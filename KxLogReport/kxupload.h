@@ -69,7 +69,7 @@ public:
 
     /// A new network manager owned by this object.
     QNetworkAccessManager *getManager();
-    /// Schedules @p reply and its manager for deletion.
+    /// Schedules \a reply and its manager for deletion.
     void deleteReply(QNetworkReply *reply);
 
 public slots:

@@ -1,10 +1,10 @@
 #include "main.h"
 
-#include "eventpause.h"
 #include "kxlog/kxlog.h"
 #include "kxupload.h"
-#include "lastresort.h"
-#include "standardstreams.h"
+#include "process/eventpause.h"
+#include "process/lastresort.h"
+#include "process/standardstreams.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -32,6 +32,7 @@ qint64 mSleep(int ms)
 
 int main(int argc, char *argv[])
 {
+    endProcessAfter(kLastResortSeconds);
     secureStandardStreams();
     const QCoreApplication application(argc, argv);
 
@@ -64,7 +65,6 @@ int main(int argc, char *argv[])
     qDebug() << argc << applicationDir;
     if (argc >= 2)
         uploader.setCrashPath(QString::fromLocal8Bit(argv[1]));
-    endProcessAfter(kLastResortSeconds);
     uploader.startUpload();
     return QCoreApplication::exec();
 }

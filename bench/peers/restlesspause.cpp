@@ -1,6 +1,6 @@
 // Stands in for the tool's own pause in the program that shows what a pause costs which never rests.
 
-#include "eventpause.h"
+#include "process/eventpause.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

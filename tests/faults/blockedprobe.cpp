@@ -1,4 +1,4 @@
-#include "lastresort.h"
+#include "process/lastresort.h"
 
 #include <chrono>
 #include <cstdlib>

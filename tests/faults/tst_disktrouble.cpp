@@ -14,6 +14,7 @@ namespace {
 /// What a small disk gives out at a time.
 constexpr qint64 kPageBytes = 4096;
 constexpr qint64 kDiskBytes = 64 * kPageBytes;
+constexpr qint64 kGrowingPages = 8;
 
 bool ownMounts = false;
 
@@ -63,6 +64,56 @@ private slots:
         QCOMPARE(sandbox_->iniBytes(), ini);
         QCOMPARE(filesBelow(config_), (QStringList{QStringLiteral("filler"), QStringLiteral("upload.ini")}));
         forgetsEverythingWithSpace();
+    }
+
+    /// Qt writes some characters as four, such as "\x1f".
+    void keepsUploadIniThatNeedsMoreSpaceThanBefore_data()
+    {
+        QTest::addColumn<qint64>("left");
+        QTest::newRow("space for more than twice as much") << 28 * kPageBytes;
+        QTest::newRow("space for all but the lock") << 4 * kGrowingPages * kPageBytes;
+    }
+    void keepsUploadIniThatNeedsMoreSpaceThanBefore()
+    {
+        QFETCH(qint64, left);
+        const Mount disk = Mount::smallDisk(config_, kDiskBytes);
+        QVERIFY(disk.isValid());
+        QVERIFY(!addLog(*sandbox_, QStringLiteral("a"), "text").isEmpty());
+        QByteArray ini = sandbox_->iniBytes() + "[system]\nuserId=42\nlong=a";
+        ini += QByteArray(static_cast<int>(kGrowingPages * kPageBytes) - ini.size() - 2, '\x1f') + "b\n";
+        QVERIFY(sandbox_->writeRawIni(ini));
+        QVERIFY(fillDisk(filler_, left));
+        run();
+        QCOMPARE(arrivedNames(*server_), (QStringList{QStringLiteral("a.log"), QStringLiteral("own log")}));
+        QCOMPARE(sandbox_->iniBytes(), ini);
+        QCOMPARE(filesBelow(config_), (QStringList{QStringLiteral("filler"), QStringLiteral("upload.ini")}));
+        QFile::remove(filler_);
+        run();
+        QCOMPARE(sandbox_->groups(), QStringList(QStringLiteral("system")));
+    }
+
+    void forgetsWhatWasKeptAsSoonAsThereIsSpace_data()
+    {
+        QTest::addColumn<int>("request"); ///< during which space is made
+        QTest::newRow("before the last file") << 2;
+        QTest::newRow("before the end") << 3;
+    }
+    void forgetsWhatWasKeptAsSoonAsThereIsSpace()
+    {
+        QFETCH(int, request);
+        QList<Reply> script{Reply::json(), Reply::json(), Reply::json(), Reply::json()};
+        script[request] = Reply::json().onHeaders([this] { QFile::remove(filler_); });
+        server_.reset();
+        server_ = std::make_unique<ScriptedServer>(servicePort(), script);
+        QVERIFY(server_->isListening());
+        const Mount disk = Mount::smallDisk(config_, kDiskBytes);
+        QVERIFY(disk.isValid());
+        QVERIFY(!addGroups().isEmpty());
+        QVERIFY(fillDisk(filler_, 0));
+        run();
+        checkEverythingArrived();
+        QCOMPARE(sandbox_->groups(), (QStringList{QStringLiteral("room"), QStringLiteral("system")}));
+        QCOMPARE(sandbox_->ownLogText().count("cannot rewrite"), request);
     }
 
     void keepsUploadIniOnAReadOnlyDisk()

@@ -1,5 +1,5 @@
 #include "fuzztargets.h"
-#include "uploadanswer.h"
+#include "wire/uploadanswer.h"
 
 using namespace uploadanswer;
 

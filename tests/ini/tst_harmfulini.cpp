@@ -1,9 +1,10 @@
 #include "damage.h"
+#include "support/files/fileio.h"
 #include "support/tool/sandbox.h"
+#include "support/tool/toolsetup.h"
 #include "support/wire/arrivals.h"
 #include "support/wire/endpoints.h"
 
-#include <QDir>
 #include <QTest>
 
 namespace {
@@ -18,7 +19,7 @@ QByteArray damagedIni(const Sandbox &sandbox, const QByteArray &damage)
 
 } // namespace
 
-/// A damaged upload.ini neither ends the tool nor loses a group.
+/// A damaged upload.ini neither ends the tool nor loses a group, nor a byte of its own.
 class TestHarmfulIni : public QObject
 {
     Q_OBJECT
@@ -27,59 +28,78 @@ private slots:
     void sendsEverything_data()
     {
         QTest::addColumn<QByteArray>("damage");
-        QTest::newRow("huge list as the rooms of a group") << "room=" + hugeList();
-        QTest::newRow("huge list as all rooms") << "[room]\n7=" + hugeList();
-        QTest::newRow("lists in lists") << "room=" + nestedLists(100000);
-        QTest::newRow("time without its zone") << "[room_stays]\ntime=" + timeWithoutZone();
-        QTest::newRow("group without a name") << QByteArray("[]\npath=/nowhere");
-        QTest::newRow("group of a name without letters") << QByteArray("[/]\npath=/nowhere");
-        QTest::newRow("group in a group without a name") << QByteArray("[%2Finner]\npath=/nowhere");
+        QTest::addColumn<bool>("canBeRewritten");
+        QTest::newRow("huge list as the rooms of a group") << "[log_b]\nroom=" + hugeList() << false;
+        QTest::newRow("huge list as all rooms") << "[room]\n7=" + hugeList() << false;
+        QTest::newRow("time without its zone") << "[room_stays]\ntime=" + timeWithoutZone() << false;
+        QTest::newRow("group without a name") << QByteArray("[]\npath=/nowhere") << true;
+        QTest::newRow("group of a name without letters") << QByteArray("[/]\npath=/nowhere") << true;
+        QTest::newRow("group in a group without a name") << QByteArray("[%2Finner]\npath=/nowhere") << true;
     }
     void sendsEverything()
     {
         QFETCH(const QByteArray, damage);
+        QFETCH(const bool, canBeRewritten);
         const ScriptedServer server(servicePort());
         QVERIFY(server.isListening());
         const Sandbox sandbox;
-        QVERIFY(sandbox.writeRawIni(damagedIni(sandbox, damage)));
+        const QByteArray ini = damagedIni(sandbox, damage);
+        QVERIFY(sandbox.writeRawIni(ini));
 
         const ToolResult result = sandbox.runTool({});
         QVERIFY2(result.isSuccess(), result.describe());
         QCOMPARE(sentFileNames(server),
                  (QStringList{QStringLiteral("a.log"), QStringLiteral("z.log"), QStringLiteral("own log")}));
-        const QStringList groups = sandbox.groups();
-        QVERIFY2(groups.contains(QStringLiteral("system")), sandbox.iniBytes().constData());
-        QVERIFY(!groups.contains(QStringLiteral("log_a")) && !groups.contains(QStringLiteral("log_z")));
-        QCOMPARE(sandbox.iniValue(QStringLiteral("system/nickname")), QVariant(QStringLiteral("ann")));
+        QCOMPARE(filesBelow(sandbox.appDirectory() + QStringLiteral("/config")),
+                 QStringList(QStringLiteral("upload.ini")));
+        if (canBeRewritten) {
+            const QStringList groups = sandbox.groups();
+            QVERIFY2(groups.contains(QStringLiteral("system")), sandbox.iniBytes().constData());
+            QVERIFY(!groups.contains(QStringLiteral("log_a")) && !groups.contains(QStringLiteral("log_z")));
+            QCOMPARE(sandbox.iniValue(QStringLiteral("system/nickname")), QVariant(QStringLiteral("ann")));
+        } else {
+            QCOMPARE(sandbox.iniBytes(), ini);
+            QVERIFY(sandbox.ownLogText().contains("cannot rewrite \"" + sandbox.iniPath().toUtf8()));
+        }
     }
 
-    void keepsGroupsThatAreNotAccepted()
-    {
-        const ScriptedServer server(servicePort(), {}, Reply::json("{\"Code\":5}"));
-        QVERIFY(server.isListening());
-        const Sandbox sandbox;
-        const QByteArray damage = "room=" + hugeList() + "\n[]\nkey=1";
-        QVERIFY(sandbox.writeRawIni(damagedIni(sandbox, damage)));
-        const ToolResult result = sandbox.runTool({});
-        QVERIFY2(result.isSuccess(), result.describe());
-        QVERIFY(sandbox.groups().contains(QStringLiteral("log_a")) &&
-                sandbox.groups().contains(QStringLiteral("log_z")));
-        // Nothing is taken away: the value is a text now.
-        QVERIFY(sandbox.iniBytes().contains("room=@" + hugeList()));
-    }
-
-    void sendsNothingWhenTheFileCannotBeMadeHarmless()
+    void sendsNothingWhileValuesAreNestedWithoutEnd()
     {
         const ScriptedServer server(servicePort());
         QVERIFY(server.isListening());
         const Sandbox sandbox;
-        const QByteArray ini = damagedIni(sandbox, "room=" + hugeList());
+        const QByteArray ini = damagedIni(sandbox, "room=" + nestedLists(100000));
         QVERIFY(sandbox.writeRawIni(ini));
-        QVERIFY(QDir().mkpath(sandbox.iniPath() + QStringLiteral(".lock")));
         const ToolResult result = sandbox.runTool({});
         QVERIFY2(result.isSuccess(), result.describe());
         QVERIFY(server.requests().isEmpty());
         QCOMPARE(sandbox.iniBytes(), ini);
+        QVERIFY(sandbox.ownLogText().contains("cannot read \"system\" \"" + sandbox.iniPath().toUtf8()));
+    }
+
+    void survivesDamageThatComesDuringTheRun_data()
+    {
+        QTest::addColumn<QByteArray>("damage");
+        QTest::newRow("huge list") << "[log_y]\nroom=" + hugeList();
+        QTest::newRow("huge list in a group that waits") << "[log_z]\nroom=" + hugeList();
+        QTest::newRow("lists in lists") << "[log_z]\nroom=" + nestedLists(100000);
+        QTest::newRow("time without its zone") << "[log_z]\nroom=" + timeWithoutZone();
+    }
+    void survivesDamageThatComesDuringTheRun()
+    {
+        QFETCH(const QByteArray, damage);
+        const Sandbox sandbox;
+        const QByteArray ini = damagedIni(sandbox, QByteArray()) + damage + '\n';
+        const ScriptedServer server(servicePort(),
+                                    {Reply::json().onHeaders([&] { writeFile(sandbox.iniPath(), ini); })});
+        QVERIFY(server.isListening());
+        QVERIFY(sandbox.writeRawIni(ini.left(ini.size() - damage.size() - 1)));
+        const ToolResult result = sandbox.runTool({});
+        QVERIFY2(result.isSuccess(), result.describe());
+        QCOMPARE(sentFileNames(server).first(), QStringLiteral("a.log"));
+        QCOMPARE(sentFileNames(server).last(), QStringLiteral("own log"));
+        QCOMPARE(sandbox.iniBytes(), ini);
+        QVERIFY(sandbox.ownLogText().contains("cannot rewrite \"" + sandbox.iniPath().toUtf8()));
     }
 };
 

@@ -4,7 +4,10 @@
 #include "support/files/fileio.h"
 #include "support/process/messagecatcher.h"
 #include "support/process/ownhome.h"
+#include "support/server/scriptedserver.h"
+#include "support/tool/toolsetup.h"
 #include "support/uploader/uploadini.h"
+#include "support/wire/endpoints.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -31,11 +34,20 @@ struct LogFields : KxLog
 QStringList libraryPaths;
 QString directoryWhileItRuns;
 
+constexpr int kEndOfTheLoop = 7;
+bool endsTheLoop = false; ///< as soon as there is one
+
 // The first message comes from install_log() itself, when the process has been set up and not yet been left.
 void observe(QtMsgType, const QMessageLogContext &, const QString &)
 {
     libraryPaths = QCoreApplication::libraryPaths();
     directoryWhileItRuns = QDir::currentPath();
+    if (endsTheLoop && qApp->findChild<QTimer *>() == nullptr) {
+        // Before the loop runs this has no effect.
+        auto *timer = new QTimer(qApp);
+        QObject::connect(timer, &QTimer::timeout, [] { QCoreApplication::exit(kEndOfTheLoop); });
+        timer->start(1);
+    }
 }
 
 } // namespace
@@ -53,6 +65,7 @@ private slots:
     void sleepsAtLeastAsLongAsAsked_data();
     void sleepsAtLeastAsLongAsAsked();
     void processesEventsWhileItSleeps();
+    void sleepsNoLongerWhileEventsNeverEnd();
     void sleepsWithoutAnApplication();
     void endsAtOnceWithNothingToDo();
     void setsTheLogUpEvenWithNothingToDo();
@@ -60,6 +73,8 @@ private slots:
     void keepsTheDirectoryWithoutABackslash();
     void changesToThePartBeforeTheLastBackslash();
     void putsItsPathsFirst();
+    void putsThePluginsBeforePathsOfTheEnvironment();
+    void returnsTheResultOfTheEventLoop();
 
 private:
     /// Runs the entry function with the arguments, of which the first is the program. Without a configuration it
@@ -164,6 +179,25 @@ void TestMain::processesEventsWhileItSleeps()
     QVERIFY2(fired >= 2, "goes on for the whole time");
 }
 
+void TestMain::sleepsNoLongerWhileEventsNeverEnd()
+{
+    int argc = 0;
+    const QCoreApplication application(argc, nullptr);
+    QObject scope;
+    int handled = 0;
+    const std::function<void()> goOn = [&] {
+        ++handled;
+        QTimer::singleShot(0, &scope, goOn);
+    };
+    goOn();
+    QElapsedTimer timer;
+    timer.start();
+    mSleep(100);
+    QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+    // One round of events is a thousand times as short.
+    QVERIFY2(handled > 200, qPrintable(QString::number(handled)));
+}
+
 void TestMain::sleepsWithoutAnApplication()
 {
     QVERIFY(mSleep(20) >= 20);
@@ -232,6 +266,39 @@ void TestMain::putsItsPathsFirst()
     QCOMPARE(libraryPaths.at(0), QDir(program).canonicalPath());
     QCOMPARE(libraryPaths.at(1), plugins);
     QCOMPARE(libraryPaths.count(plugins), 1);
+}
+
+void TestMain::putsThePluginsBeforePathsOfTheEnvironment()
+{
+    const QString program = dir->filePath(QStringLiteral("tool"));
+    QVERIFY(writeFile(program, "program"));
+    const QString other = QDir(dir->path()).canonicalPath();
+    qputenv("QT_PLUGIN_PATH", QFile::encodeName(other));
+    QCOMPARE(runMain({QFile::encodeName(program)}), 0);
+    qunsetenv("QT_PLUGIN_PATH");
+    const QString plugins = QDir(QLibraryInfo::location(QLibraryInfo::PluginsPath)).canonicalPath();
+    QCOMPARE(libraryPaths.mid(0, 3), (QStringList{QDir(program).canonicalPath(), plugins, other}));
+}
+
+void TestMain::returnsTheResultOfTheEventLoop()
+{
+    const ScriptedServer server(servicePort(), {}, Reply::silence());
+    QVERIFY(server.isListening());
+    const auto writeList = [](const QByteArray &content) {
+        // The list is beside the program, which only an application knows.
+        int argc = 0;
+        const QCoreApplication application(argc, nullptr);
+        if (content.isEmpty())
+            uploadini::remove();
+        else
+            uploadini::write(content);
+    };
+    writeList("[system]\nnickname=ann\n");
+    endsTheLoop = true;
+    const int status = runMain({"/nowhere/tool"});
+    endsTheLoop = false;
+    writeList({});
+    QCOMPARE(status, kEndOfTheLoop);
 }
 
 QTEST_APPLESS_MAIN(TestMain)

@@ -6,7 +6,6 @@
 #include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -255,16 +254,12 @@ void TestRequestFiles::keepsAFinishedGroupWhenTheListCannotBeRewritten()
     QVERIFY(scene.isValid());
     const QString path = scene.addFile(text("a.json"), "content");
     scene.addGroup(text("http_1"), path);
-    // Where the uploader tries whether there is space for a new list, it can write nothing.
-    const QString trial = uploadini::path() + text(".space");
-    QVERIFY(QDir().mkdir(trial));
+    uploadini::append("[log1]\ntime=@DateTime(\\0\\0\\0\\x10\\0\\0\\0ccccccccccc)\n");
     scene.uploader.initIni();
     scene.uploader.finishedOneHttpFile(text("http_1"));
-    QVERIFY(QDir().rmdir(trial));
     QVERIFY(!QFileInfo::exists(path));
-    QCOMPARE(uploadini::groups(), QStringList{text("http_1")});
-    QVERIFY(
-        scene.lines().contains(text("finishedOneHttpFile: cannot rewrite \"") + uploadini::path() + QLatin1Char('"')));
+    QVERIFY(uploadini::groups().contains(text("http_1")));
+    QVERIFY(scene.lines().contains(text("finishedOneFile: cannot rewrite \"") + uploadini::path() + QLatin1Char('"')));
 }
 
 void TestRequestFiles::logsOnlyTheAnswers()

@@ -1,4 +1,4 @@
-#include "snapshotfile.h"
+#include "wire/snapshotfile.h"
 
 #include <QTemporaryDir>
 #include <QTest>

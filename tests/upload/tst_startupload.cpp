@@ -17,7 +17,35 @@ private slots:
     void readsTheConfigurationBeforeItPauses();
     void pausesBeforeTheFirstPass();
     void armsTheWatchdog();
+    void armsTheWatchdogBeforeItReadsTheConfiguration();
 };
+
+namespace {
+
+/// Intervals of the timers of minutes that are exact. Qt keeps a single-shot timer as an object below the dispatcher;
+/// nothing else here runs for minutes.
+QList<int> exactMinutesTimers()
+{
+    QList<int> intervals;
+    auto *dispatcher = QAbstractEventDispatcher::instance();
+    for (QObject *object : dispatcher->findChildren<QObject *>()) {
+        for (const auto &timer : dispatcher->registeredTimers(object)) {
+            if (timer.interval >= 60000 && timer.timerType == Qt::PreciseTimer)
+                intervals += timer.interval;
+        }
+    }
+    return intervals;
+}
+
+int timersAtTheFirstMessage = -1;
+
+void countTimers(QtMsgType, const QMessageLogContext &, const QString &)
+{
+    if (timersAtTheFirstMessage < 0)
+        timersAtTheFirstMessage = exactMinutesTimers().count(300000);
+}
+
+} // namespace
 
 void TestStartUpload::choosesTheFirstPass_data()
 {
@@ -84,25 +112,26 @@ void TestStartUpload::pausesBeforeTheFirstPass()
 
 void TestStartUpload::armsTheWatchdog()
 {
-    // Qt keeps a single-shot timer as an object below the dispatcher; nothing else here runs for minutes.
-    const auto minutesTimers = [] {
-        QList<int> intervals;
-        auto *dispatcher = QAbstractEventDispatcher::instance();
-        for (QObject *object : dispatcher->findChildren<QObject *>()) {
-            for (const auto &timer : dispatcher->registeredTimers(object)) {
-                if (timer.interval >= 60000)
-                    intervals += timer.interval;
-            }
-        }
-        return intervals;
-    };
     UploadScene scene({}, Reply::silence());
     QVERIFY(scene.isValid());
-    const int before = minutesTimers().count(300000);
+    const int before = exactMinutesTimers().count(300000);
     uploadini::write("[system]\nnickname=ann\n");
     scene.addGroup(QStringLiteral("log1"), scene.addFile(QStringLiteral("a.log"), "content"));
     scene.uploader.startUpload();
-    QCOMPARE(minutesTimers().count(300000), before + 1);
+    QCOMPARE(exactMinutesTimers().count(300000), before + 1);
+}
+
+void TestStartUpload::armsTheWatchdogBeforeItReadsTheConfiguration()
+{
+    UploadScene scene({}, Reply::silence());
+    QVERIFY(scene.isValid());
+    const int before = exactMinutesTimers().count(300000);
+    uploadini::write("[system]\nnickname=ann\n");
+    timersAtTheFirstMessage = -1;
+    const QtMessageHandler outer = qInstallMessageHandler(countTimers);
+    scene.uploader.startUpload();
+    qInstallMessageHandler(outer);
+    QCOMPARE(timersAtTheFirstMessage, before + 1);
 }
 
 QTEST_GUILESS_MAIN(TestStartUpload)

@@ -1,10 +1,10 @@
-#include "uploadrequest.h"
+#include "wire/uploadrequest.h"
 
-#include "snapshotfile.h"
 #include "support/files/fileio.h"
 #include "support/process/messagecatcher.h"
 #include "support/process/waitfor.h"
 #include "support/server/scriptedserver.h"
+#include "wire/snapshotfile.h"
 
 #include <QDir>
 #include <QNetworkAccessManager>
@@ -45,6 +45,7 @@ private slots:
     void takesTheWholeAnswer();
     void keepsManagerAndReplyWhenTheAnswerIsTaken();
     void sendsTheSameFormTwice();
+    void saysThatRedirectsAreNotFollowed();
 
 private:
     /// Posts \a request with the file at \a path and waits for the answer.
@@ -285,6 +286,14 @@ void TestUploadRequest::sendsTheSameFormTwice()
     post(request, path);
     QCOMPARE(server->requests().size(), 2);
     QVERIFY(server->requests().at(1).isRepeatOf(server->requests().at(0)));
+}
+
+void TestUploadRequest::saysThatRedirectsAreNotFollowed()
+{
+    UploadRequest request = requestTo("/");
+    const QNetworkReply *reply = post(request, addFile(QStringLiteral("a"), "x"));
+    QCOMPARE(reply->request().attribute(QNetworkRequest::RedirectPolicyAttribute),
+             QVariant(static_cast<int>(QNetworkRequest::ManualRedirectPolicy)));
 }
 
 QTEST_GUILESS_MAIN(TestUploadRequest)

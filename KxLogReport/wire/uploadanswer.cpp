@@ -1,4 +1,4 @@
-#include "uploadanswer.h"
+#include "wire/uploadanswer.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

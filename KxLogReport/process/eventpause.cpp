@@ -1,4 +1,4 @@
-#include "eventpause.h"
+#include "process/eventpause.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,4 +1,4 @@
-#include "standardstreams.h"
+#include "process/standardstreams.h"
 
 #include <QtGlobal>
 

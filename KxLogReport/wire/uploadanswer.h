@@ -21,8 +21,8 @@ struct FileOutcome
     bool deleteLocalFile = false; ///< delete the file itself
 };
 
-/// @param transportError  whether the reply has a network error; its body does not count then
-/// @param sdk             whether the file is a log of the SDK: such files go as soon as any JSON came back
+/// With a \a transportError, a network error of the reply, its body does not count. Logs of the SDK (\a sdk) go as soon
+/// as any JSON came back.
 FileOutcome judgeListedFile(bool transportError, const QByteArray &body, bool sdk);
 
 } // namespace uploadanswer

@@ -11,7 +11,7 @@ class SnapshotFile : public QFile
 public:
     SnapshotFile(const QString &path, QObject *parent);
 
-    /// Opens the file and freezes its size. Reads are unbuffered whatever @p mode says.
+    /// Opens the file and freezes its size. Reads are unbuffered whatever \a mode says.
     bool open(OpenMode mode) override;
     /// The size at the open; of a file that is not open, its size now.
     qint64 size() const override;
@@ -22,5 +22,5 @@ protected:
     qint64 readData(char *data, qint64 maxSize) override;
 
 private:
-    qint64 frozenSize = 0;
+    qint64 frozenSize_ = 0;
 };

@@ -1,5 +1,6 @@
-#include "uploadrequest.h"
+#include "wire/uploadrequest.h"
 
+#include <QDebug>
 #include <QFile>
 #include <QFileInfo>
 #include <QHttpMultiPart>
@@ -49,31 +50,52 @@ QHttpMultiPart *createForm()
 
 } // namespace
 
-UploadRequest::UploadRequest(const QUrl &url) : request(url)
+UploadRequest::UploadRequest(const QUrl &url) : request_(url)
 {
-    request.setHeader(QNetworkRequest::ContentTypeHeader,
-                      QString(QStringLiteral("multipart/form-data; boundary=") + QLatin1String(kBoundary)));
+    request_.setHeader(QNetworkRequest::ContentTypeHeader,
+                       QString(QStringLiteral("multipart/form-data; boundary=") + QLatin1String(kBoundary)));
+    // Whatever the default of Qt is: personal data goes to no address but the one of the build.
+    request_.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
 }
 
 void UploadRequest::addField(const QByteArray &name, const QByteArray &body)
 {
     QHttpPart field = part(QStringLiteral("form-data; name=\"%1\"").arg(QLatin1String(name)));
     field.setBody(body);
-    fields.append(field);
+    fields_.append(field);
 }
 
 QNetworkReply *UploadRequest::post(QFile *file, QObject *owner)
 {
     QHttpMultiPart *form = createForm();
-    for (const QHttpPart &field : qAsConst(fields))
+    for (const QHttpPart &field : qAsConst(fields_))
         form->append(field);
     form->append(filePart(file));
 
     auto *manager = new QNetworkAccessManager(owner);
-    QNetworkReply *reply = manager->post(request, form);
+    QNetworkReply *reply = manager->post(request_, form);
     file->setParent(reply);
     reply->setProperty(kFileProperty, QVariant::fromValue(file));
     return reply;
+}
+
+UploadRequest logForm(const QUrl &url, const QString &fileInfo, const QString &nameSpace)
+{
+    UploadRequest request(url);
+    request.addField(QByteArrayLiteral("room"), fileInfo.toUtf8());
+    request.addField(QByteArrayLiteral("namespace"), nameSpace.toUtf8());
+    return request;
+}
+
+Finished finish(QObject *sender, const QMessageLogger &record)
+{
+    auto *reply = qobject_cast<QNetworkReply *>(sender);
+    if (reply == nullptr)
+        return {};
+    const QFile *file = takeFile(reply);
+    record.debug() << reply->errorString() << reply->error();
+    return {reply, takeAnswer(reply), file != nullptr ? file->fileName() : QString(),
+            reply->error() != QNetworkReply::NoError};
 }
 
 QFile *takeFile(QNetworkReply *reply)

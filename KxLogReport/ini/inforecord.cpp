@@ -1,0 +1,16 @@
+#include "ini/inforecord.h"
+
+#include <QDateTime>
+#include <QSettings>
+#include <QStandardPaths>
+
+void recordAcceptedInfo(const QString &userId)
+{
+    QSettings record(QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + QStringLiteral("/info.ini"),
+                     QSettings::IniFormat);
+    record.setIniCodec("UTF-8");
+    record.beginGroup(userId);
+    record.setValue(QStringLiteral("time"),
+                    QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd-hh-mm-ss")));
+    record.endGroup();
+}
