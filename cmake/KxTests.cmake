@@ -20,7 +20,10 @@ endif()
 set(kx_test_environment
     LANG=C.UTF-8 LC_ALL= QT_LOGGING_RULES= QT_MESSAGE_PATTERN=
     XDG_CONFIG_HOME= XDG_CONFIG_DIRS= XDG_DATA_HOME= XDG_CACHE_HOME=)
+# How many times longer than usual things may take.
+set(kx_slowdown 1)
 if(KX_SANITIZERS)
+    set(kx_slowdown 4)
     # A finding must not end in an ordinary exit status, which a skipped test in the same program would hide. A list that
     # claims to be huge is refused by the allocator, as it is without sanitizers, and no finding.
     list(APPEND kx_test_environment
@@ -108,9 +111,7 @@ function(kx_add_test name)
     target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${name}_moc")
     target_link_libraries(${name} PRIVATE kxtestsupport ${arg_LIBRARIES})
 
-    if(KX_SANITIZERS)
-        math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 4")
-    endif()
+    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * ${kx_slowdown}")
     # Qt Test ends a single test function after five minutes unless told otherwise; CTest has the program's limit.
     math(EXPR function_timeout "${arg_TIMEOUT} * 1000")
     add_test(NAME ${name} COMMAND ${kx_isolated} $<TARGET_FILE:${name}>)

@@ -160,7 +160,7 @@ private:
     {
         const ToolResult result = sandbox_->runTool({});
         QVERIFY2(result.isSuccess(), result.describe());
-        QVERIFY2(result.elapsedMs < 10000, result.describe());
+        QVERIFY2(result.elapsedMs < kPromptMs, result.describe());
     }
 
     void checkEverythingArrived() const

@@ -13,9 +13,11 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QLibraryInfo>
+#include <QSocketNotifier>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+#include <unistd.h>
 
 /// The entry function of the tool, under the name that its source is compiled with here.
 int kxMain(int argc, char *argv[]);
@@ -65,6 +67,7 @@ private slots:
     void sleepsAtLeastAsLongAsAsked_data();
     void sleepsAtLeastAsLongAsAsked();
     void processesEventsWhileItSleeps();
+    void processesSocketsWhileItSleeps();
     void sleepsNoLongerWhileEventsNeverEnd();
     void sleepsWithoutAnApplication();
     void endsAtOnceWithNothingToDo();
@@ -177,6 +180,30 @@ void TestMain::processesEventsWhileItSleeps()
     mSleep(200);
     QVERIFY(queuedCallRan);
     QVERIFY2(fired >= 2, "goes on for the whole time");
+}
+
+void TestMain::processesSocketsWhileItSleeps()
+{
+    // The dispatcher on GLib looks at sockets whether it is asked to or not; the other one obeys.
+    const QByteArray before = qgetenv("QT_NO_GLIB");
+    qputenv("QT_NO_GLIB", "1");
+    int argc = 0;
+    const QCoreApplication application(argc, nullptr);
+    qputenv("QT_NO_GLIB", before);
+    int ends[2];
+    QCOMPARE(::pipe(ends), 0);
+    QCOMPARE(::write(ends[1], "x", 1), ssize_t(1));
+    QSocketNotifier notifier(ends[0], QSocketNotifier::Read);
+    bool notified = false;
+    connect(&notifier, &QSocketNotifier::activated, &notifier, [&] {
+        notified = true;
+        notifier.setEnabled(false);
+    });
+    mSleep(20);
+    QVERIFY(notified);
+    notifier.setEnabled(false);
+    ::close(ends[0]);
+    ::close(ends[1]);
 }
 
 void TestMain::sleepsNoLongerWhileEventsNeverEnd()

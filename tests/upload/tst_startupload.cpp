@@ -3,9 +3,13 @@
 
 #include <QAbstractEventDispatcher>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QNetworkReply>
 #include <QTest>
 #include <QTimer>
+#include <cstdlib>
+#include <sys/wait.h>
+#include <unistd.h>
 
 class TestStartUpload : public QObject
 {
@@ -18,6 +22,7 @@ private slots:
     void pausesBeforeTheFirstPass();
     void armsTheWatchdog();
     void armsTheWatchdogBeforeItReadsTheConfiguration();
+    void quitsAndThenExitsWithNobodyToDescribe();
 };
 
 namespace {
@@ -132,6 +137,30 @@ void TestStartUpload::armsTheWatchdogBeforeItReadsTheConfiguration()
     scene.uploader.startUpload();
     qInstallMessageHandler(outer);
     QCOMPARE(timersAtTheFirstMessage, before + 1);
+}
+
+void TestStartUpload::quitsAndThenExitsWithNobodyToDescribe()
+{
+    enum Status { Returned = 40, ExitedOnly, QuitBefore };
+    uploadini::write("[log1]\nsdk=0\n");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        // Whatever runs at the exit sees whether the application was told to quit: no event loop starts any more.
+        std::atexit([] {
+            QEventLoop loop;
+            QTimer::singleShot(0, &loop, &QEventLoop::quit);
+            ::_exit(loop.exec() == -1 ? QuitBefore : ExitedOnly);
+        });
+        TestUploader uploader;
+        uploader.startUpload();
+        ::_exit(Returned);
+    }
+    QVERIFY(child > 0);
+    int status = 0;
+    QCOMPARE(::waitpid(child, &status, 0), child);
+    uploadini::remove();
+    QVERIFY(WIFEXITED(status));
+    QCOMPARE(WEXITSTATUS(status), int(QuitBefore));
 }
 
 QTEST_GUILESS_MAIN(TestStartUpload)

@@ -67,7 +67,8 @@ public:
     QProcessEnvironment environment() const;
     /// Runs the tool to its end, blocking; killed after \a timeoutMs. It starts in root(), with environment() and the
     /// additions of \a options.
-    ToolResult runTool(const QStringList &arguments, int timeoutMs = 30000, const ToolOptions &options = {}) const;
+    ToolResult runTool(const QStringList &arguments, int timeoutMs = 3 * kPromptMs,
+                       const ToolOptions &options = {}) const;
     /// Starts the tool and returns; for tests that watch it or end it.
     std::unique_ptr<ToolRun> startTool(const QStringList &arguments, const ToolOptions &options = {}) const;
 

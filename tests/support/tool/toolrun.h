@@ -6,6 +6,10 @@
 #include <QString>
 #include <QStringList>
 
+/// What a run may take that waits for nothing but its own pauses, in milliseconds. A run that something has to end,
+/// such as the watchdog, takes 300,000. Under sanitizers everything is slower.
+constexpr int kPromptMs = 10000 * KX_SLOWDOWN;
+
 /// How a run of the tool ended.
 struct ToolResult
 {
@@ -55,7 +59,7 @@ public:
     /// Asks the process to end (SIGTERM).
     void terminate();
     /// Waits for the end, blocking; kills the process after \a timeoutMs milliseconds.
-    ToolResult finish(int timeoutMs = 30000);
+    ToolResult finish(int timeoutMs = 3 * kPromptMs);
 
 private:
     QProcess process_;
