@@ -81,7 +81,7 @@ target_precompile_headers(kxtestheaders PRIVATE
 # kx_add_test(<name> [SOURCES <source>...] [LIBRARIES <library>...] [PORTS <port>...] [TIMEOUT <seconds>]
 #             [LABELS quick|long...])
 #
-# A Qt Test program with a home of its own. SOURCES defaults to <name>.cpp, TIMEOUT to 120 (four times as long under
+# A Qt Test program with a home of its own. SOURCES defaults to <name>.cpp, TIMEOUT to 300 (four times as long under
 # sanitizers) and LABELS to quick. LIBRARIES come on top of the test support. PORTS are fixed ports that the program
 # listens on or expects to be unused; programs that share one never run at the same time, unless each has a network of
 # its own. The first source may hold classes with Q_OBJECT, and then includes <name of the source>.moc.
@@ -94,7 +94,7 @@ function(kx_add_test name)
         set(arg_SOURCES ${name}.cpp)
     endif()
     if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 120)
+        set(arg_TIMEOUT 300)
     endif()
     if(NOT arg_LABELS)
         set(arg_LABELS quick)
