@@ -4,7 +4,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <functional>
 #include <memory>
+#include <sys/uio.h>
+#include <unistd.h>
 #include <vector>
 
 /// The file of a log by itself: whom its descriptor belongs to, and what is appended when.
@@ -20,6 +23,8 @@ private slots:
     void holdsTheEarlierFile();
     void followsNoLink();
     void opensNoFolder();
+    void endsAStumpBesideAnotherWriter();
+    void endsTheStumpOfARecordThatEndsOne();
 };
 
 namespace {
@@ -31,7 +36,26 @@ void append(const QFile *file, const QByteArray &record)
     LogFile::append(file, record.constData(), static_cast<std::size_t>(record.size()));
 }
 
+/// Called before the next write, whose place it may take; returns how many bytes find space.
+std::function<std::size_t(std::size_t)> g_whenWriting;
+
+void cutNextWrite(std::size_t space)
+{
+    g_whenWriting = [space](std::size_t) { return space; };
+}
+
 } // namespace
+
+// The dynamic linker takes this one for all of the process.
+extern "C" ssize_t write(int descriptor, const void *bytes, std::size_t size)
+{
+    std::function<std::size_t(std::size_t)> whenWriting;
+    whenWriting.swap(g_whenWriting);
+    if (whenWriting)
+        size = whenWriting(size);
+    const iovec part = {const_cast<void *>(bytes), size};
+    return ::writev(descriptor, &part, 1);
+}
 
 void TestAppending::appendsWhileItIsOpen()
 {
@@ -140,6 +164,37 @@ void TestAppending::opensNoFolder()
     LogFile file(dir.path(), nullptr);
     QVERIFY(!file.open(kMode));
     QVERIFY(!file.isOpen());
+}
+
+void TestAppending::endsAStumpBesideAnotherWriter()
+{
+    QTemporaryDir dir;
+    LogFile file(dir.filePath(QStringLiteral("log")), nullptr);
+    QVERIFY(file.open(kMode));
+    cutNextWrite(2);
+    append(&file, "stump\r\n\n");
+    // Another thread is quicker than the one that was the first to see the stump.
+    g_whenWriting = [&file](std::size_t size) {
+        append(&file, "quicker\r\n\n");
+        return size;
+    };
+    append(&file, "first\r\n\n");
+    append(&file, "last\r\n\n");
+    QCOMPARE(readFile(file.fileName()), QByteArrayLiteral("st\r\n\nquicker\r\n\n\r\n\nfirst\r\n\nlast\r\n\n"));
+}
+
+void TestAppending::endsTheStumpOfARecordThatEndsOne()
+{
+    QTemporaryDir dir;
+    LogFile file(dir.filePath(QStringLiteral("log")), nullptr);
+    QVERIFY(file.open(kMode));
+    cutNextWrite(1);
+    append(&file, "one\r\n\n");
+    cutNextWrite(4);
+    append(&file, "two\r\n\n");
+    append(&file, "three\r\n\n");
+    append(&file, "four\r\n\n");
+    QCOMPARE(readFile(file.fileName()), QByteArrayLiteral("o\r\n\nt\r\n\nthree\r\n\nfour\r\n\n"));
 }
 
 QTEST_GUILESS_MAIN(TestAppending)
