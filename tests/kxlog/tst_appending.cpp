@@ -25,6 +25,7 @@ private slots:
     void opensNoFolder();
     void endsAStumpBesideAnotherWriter();
     void endsTheStumpOfARecordThatEndsOne();
+    void endsAStumpThatComesWhileOneIsEnded();
 };
 
 namespace {
@@ -36,8 +37,10 @@ void append(const QFile *file, const QByteArray &record)
     LogFile::append(file, record.constData(), static_cast<std::size_t>(record.size()));
 }
 
-/// Called before the next write, whose place it may take; returns how many bytes find space.
+/// Called before the next write; returns how many bytes find space.
 std::function<std::size_t(std::size_t)> g_whenWriting;
+/// Called after the next write.
+std::function<void()> g_whenWritten;
 
 void cutNextWrite(std::size_t space)
 {
@@ -54,7 +57,12 @@ extern "C" ssize_t write(int descriptor, const void *bytes, std::size_t size)
     if (whenWriting)
         size = whenWriting(size);
     const iovec part = {const_cast<void *>(bytes), size};
-    return ::writev(descriptor, &part, 1);
+    const ssize_t written = ::writev(descriptor, &part, 1);
+    std::function<void()> whenWritten;
+    whenWritten.swap(g_whenWritten);
+    if (whenWritten)
+        whenWritten();
+    return written;
 }
 
 void TestAppending::appendsWhileItIsOpen()
@@ -195,6 +203,22 @@ void TestAppending::endsTheStumpOfARecordThatEndsOne()
     append(&file, "three\r\n\n");
     append(&file, "four\r\n\n");
     QCOMPARE(readFile(file.fileName()), QByteArrayLiteral("o\r\n\nt\r\n\nthree\r\n\nfour\r\n\n"));
+}
+
+void TestAppending::endsAStumpThatComesWhileOneIsEnded()
+{
+    QTemporaryDir dir;
+    LogFile file(dir.filePath(QStringLiteral("log")), nullptr);
+    QVERIFY(file.open(kMode));
+    cutNextWrite(2);
+    append(&file, "stump\r\n\n");
+    g_whenWritten = [&file] {
+        cutNextWrite(4);
+        append(&file, "another\r\n\n");
+    };
+    append(&file, "first\r\n\n");
+    append(&file, "last\r\n\n");
+    QCOMPARE(readFile(file.fileName()), QByteArrayLiteral("st\r\n\nfirst\r\n\n\r\n\na\r\n\nlast\r\n\n"));
 }
 
 QTEST_GUILESS_MAIN(TestAppending)
