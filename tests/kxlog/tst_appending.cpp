@@ -4,6 +4,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <fcntl.h>
 #include <functional>
 #include <memory>
 #include <sys/uio.h>
@@ -26,6 +27,8 @@ private slots:
     void endsAStumpBesideAnotherWriter();
     void endsTheStumpOfARecordThatEndsOne();
     void endsAStumpThatComesWhileOneIsEnded();
+    void endsNoStumpOfAnotherFile();
+    void closesForExecutedPrograms();
 };
 
 namespace {
@@ -45,6 +48,11 @@ std::function<void()> g_whenWritten;
 void cutNextWrite(std::size_t space)
 {
     g_whenWriting = [space](std::size_t) { return space; };
+}
+
+bool goesToExecutedPrograms(int descriptor)
+{
+    return (::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0;
 }
 
 } // namespace
@@ -219,6 +227,51 @@ void TestAppending::endsAStumpThatComesWhileOneIsEnded()
     append(&file, "first\r\n\n");
     append(&file, "last\r\n\n");
     QCOMPARE(readFile(file.fileName()), QByteArrayLiteral("st\r\n\nfirst\r\n\n\r\n\na\r\n\nlast\r\n\n"));
+}
+
+void TestAppending::endsNoStumpOfAnotherFile()
+{
+    QTemporaryDir dir;
+    LogFile file(dir.filePath(QStringLiteral("log")), nullptr);
+    QVERIFY(file.open(kMode));
+    const int descriptor = file.handle();
+    cutNextWrite(2);
+    append(&file, "stump\r\n\n");
+    file.close();
+    LogFile next(dir.filePath(QStringLiteral("next")), nullptr);
+    QVERIFY(next.open(kMode));
+    QCOMPARE(next.handle(), descriptor);
+    append(&next, "first\r\n\n");
+    QCOMPARE(readFile(next.fileName()), QByteArrayLiteral("first\r\n\n"));
+}
+
+void TestAppending::closesForExecutedPrograms()
+{
+    QTemporaryDir dir;
+    // More than were ever open at once, so some get a descriptor that none had.
+    std::vector<std::unique_ptr<LogFile>> files;
+    for (int i = 0; i < 20; ++i) {
+        files.push_back(std::make_unique<LogFile>(dir.filePath(QString::number(i)), nullptr));
+        QVERIFY(files.back()->open(kMode));
+        QVERIFY(!goesToExecutedPrograms(files.back()->handle()));
+    }
+    // Where the system would give it the number of a standard stream.
+    const int input = ::dup(STDIN_FILENO);
+    ::close(STDIN_FILENO);
+    LogFile moved(dir.filePath(QStringLiteral("moved")), nullptr);
+    const bool isOpen = moved.open(kMode);
+    ::dup2(input, STDIN_FILENO);
+    ::close(input);
+    QVERIFY(isOpen);
+    const int descriptor = moved.handle();
+    QVERIFY(descriptor > STDERR_FILENO);
+    QVERIFY(!goesToExecutedPrograms(descriptor));
+
+    moved.close();
+    QVERIFY(!goesToExecutedPrograms(descriptor));
+    QVERIFY(moved.open(kMode));
+    QCOMPARE(moved.handle(), descriptor);
+    QVERIFY(!goesToExecutedPrograms(descriptor));
 }
 
 QTEST_GUILESS_MAIN(TestAppending)
