@@ -29,6 +29,13 @@
 namespace {
 
 std::atomic<KxLog *> g_instance{nullptr};
+std::atomic<bool> g_isExiting{false};
+
+/// A static object of a function: when it goes, so do the static objects of Qt that are younger than it.
+struct UntilExit
+{
+    ~UntilExit() { g_isExiting = true; }
+};
 
 // Two messages are searched for in logs by a place that has outlived many a change of this file.
 constexpr char kFixedFile[] = "KxLogReport/kxlog/kxlog";
@@ -66,6 +73,8 @@ void send(KxLog *log, const logreport::Report &report)
     auto *manager = new QNetworkAccessManager(log);
     QNetworkReply *reply = manager->post(request, QJsonDocument(logreport::reportDocument(report)).toJson());
     QObject::connect(reply, SIGNAL(finished()), log, SLOT(onReportFinished()));
+    // Younger than all that the first report has Qt make, and so gone first.
+    static const UntilExit untilExit;
 }
 
 } // namespace
@@ -172,6 +181,8 @@ bool KxLog::isSetServers()
 
 void KxLog::startReport()
 {
+    // For programs that have sent no report by then; exit() leaves the application object.
+    static const UntilExit untilExit;
     setSharedValue(reporting, true);
 }
 
@@ -248,7 +259,7 @@ void KxLog::reportLog(const QString &head, const QString &location, const QStrin
 
     const logreport::Message report = logreport::parseMessage(message);
     // Before the application object and after it nothing can be sent, and Qt Network must not be asked.
-    if (sharedValue(reporting) && QCoreApplication::instance() != nullptr) {
+    if (sharedValue(reporting) && QCoreApplication::instance() != nullptr && !g_isExiting) {
         logreport::Report document;
         document.level = logreport::reportLevel(type);
         document.clientType = static_cast<unsigned char>(report.clientType);

@@ -55,8 +55,8 @@ public:
     /// Writes \a line and a line feed to standard error, when the echo is on, and to the log file, when one is open;
     /// each in one piece, in the encoding of the locale.
     void write_log(const QString &line);
-    /// Closes the log file; records go to standard error only from here on. Nothing happens when none is open. Other
-    /// threads may be writing: what they write by then is in the file, what comes later is not.
+    /// Closes the log file; records go to standard error only from here on. Nothing happens when none is open. What
+    /// other threads are just writing may still go to the file, or to the next one, or nowhere.
     void closeFile();
     /// Full path of the log file opened last; empty before install_log().
     QString fileName();

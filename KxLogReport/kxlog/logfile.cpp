@@ -15,7 +15,7 @@ struct LogFile::Slot
 
     const int descriptor;
     std::atomic<bool> isTaken{true};
-    std::atomic<bool> endsInStump{false};     ///< the last record was cut short
+    std::atomic<unsigned> stumps{0};          ///< records that were cut short since one ended the last of them
     std::atomic<const QFile *> file{nullptr}; ///< null while nobody may write
     Slot *next = nullptr;                     ///< never changes once the slot is in the list
     static std::atomic<Slot *> first;
@@ -85,7 +85,7 @@ bool LogFile::open(OpenMode mode)
         slot->isTaken.store(false);
         return false;
     }
-    slot->endsInStump.store(false);
+    slot->stumps.store(0);
     slot->file.store(this);
     return true;
 }
@@ -109,15 +109,18 @@ void LogFile::append(const QFile *file, const char *record, std::size_t size)
     Slot *const slot = find(file);
     if (slot == nullptr)
         return;
-    if (slot->endsInStump.load(std::memory_order_relaxed) && slot->endsInStump.exchange(false)) {
-        const QByteArray whole = kMissingLineEnd + QByteArray(record, static_cast<int>(size));
-        if (writeOnce(slot->descriptor, whole.constData(), static_cast<std::size_t>(whole.size())) != whole.size())
-            slot->endsInStump.store(true);
-        return;
+    unsigned stumps = slot->stumps.load(std::memory_order_relaxed);
+    QByteArray whole;
+    if (stumps != 0) {
+        whole = kMissingLineEnd + QByteArray(record, static_cast<int>(size));
+        record = whole.constData();
+        size = static_cast<std::size_t>(whole.size());
     }
     const ssize_t written = writeOnce(slot->descriptor, record, size);
     if (written > 0 && static_cast<std::size_t>(written) < size)
-        slot->endsInStump.store(true);
+        slot->stumps.fetch_add(1);
+    else if (written > 0 && stumps != 0) // unless another thread has left one meanwhile
+        slot->stumps.compare_exchange_strong(stumps, 0);
 }
 
 LogFile::Slot *LogFile::find(const QFile *file)

@@ -27,7 +27,7 @@ public:
     ///
     /// Only the address of \a file is used, which may be null, closed or gone; then nothing happens. Failures are
     /// ignored. A record that the disk cuts short loses the rest, and the next one that finds space begins with the
-    /// missing line end, CR LF LF.
+    /// missing line end, CR LF LF; so do those that other threads write at the same time.
     static void append(const QFile *file, const char *record, std::size_t size);
 
 private:

@@ -5,9 +5,9 @@
 #include <QString>
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 
 class QFile;
@@ -38,11 +38,17 @@ public:
     }
     void append(QLatin1String text) { appendAll(text.data(), static_cast<std::size_t>(text.size())); }
     void append(const QString &text) { appendAll(text.utf16(), static_cast<std::size_t>(text.size())); }
+    /// A negative \a number, as no line is, does not fit.
     void append(int number)
     {
-        const std::to_chars_result result = std::to_chars(bytes_.data() + size_, bytes_.data() + bytes_.size(), number);
-        isComplete_ = isComplete_ && result.ec == std::errc();
-        size_ = static_cast<std::size_t>(result.ptr - bytes_.data());
+        std::array<char, std::numeric_limits<int>::digits10 + 1> digits;
+        std::size_t start = digits.size();
+        isComplete_ = isComplete_ && number >= 0;
+        do {
+            digits.at(--start) = static_cast<char>('0' + number % 10);
+            number /= 10;
+        } while (number > 0);
+        appendAll(digits.data() + start, digits.size() - start);
     }
 
     /// Whether all that was appended is there; otherwise what there is means nothing.

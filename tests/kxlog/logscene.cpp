@@ -228,6 +228,18 @@ void reportingAfterMain(const QString &folder, int)
     KxLog::instance()->startReport();
 }
 
+/// The same when the process ends by exit(), which leaves the application object, after N reports. A static object that
+/// is older than these but younger than the first use of Qt logs as well.
+void exitingWhileReporting(const QString &folder, int reports)
+{
+    reportingAfterMain(folder, 0);
+    if (reports > 0)
+        static const LogsInItsDestructor late{true};
+    for (int i = 0; i < reports; ++i)
+        g_logger.warning("kx_log sent");
+    std::exit(0);
+}
+
 /// Files may grow to \a size bytes, after which the disk is as good as full.
 void setDiskSize(rlim_t size)
 {
@@ -337,6 +349,7 @@ int main(int argc, char *argv[])
         {QStringLiteral("bufferedStandardError"), bufferedStandardError},
         {QStringLiteral("afterMain"), afterMain},
         {QStringLiteral("reportingAfterMain"), reportingAfterMain},
+        {QStringLiteral("exitingWhileReporting"), exitingWhileReporting},
         {QStringLiteral("fullDisk"), fullDisk},
         {QStringLiteral("forking"), forking},
         {QStringLiteral("forkingBesideThreads"), forkingBesideThreads},

@@ -11,6 +11,7 @@ class TestLogTrouble : public QObject
 private slots:
     void logsToTheLastDestructor_data();
     void logsToTheLastDestructor();
+    void sendsNoReportAfterExit();
     void neverGluesRecordsTogether_data();
     void neverGluesRecordsTogether();
     void keepsNothingBackForAChild();
@@ -35,6 +36,16 @@ void TestLogTrouble::logsToTheLastDestructor()
                                "[time][Debug][f][1][g]plain\r\n\n"
                                "[time][Debug][f][1][g]größe 大小\r\n\n"
                                "[time][Warning][f][1][g]kx_client   kx_error   marked\r\n\n"));
+}
+
+void TestLogTrouble::sendsNoReportAfterExit()
+{
+    for (const int reports : {0, 1}) {
+        const Scene run(QStringLiteral("exitingWhileReporting"), reports);
+        QVERIFY2(run.result().isSuccess(), run.result().describe());
+        QVERIFY2(withoutTimes(run.text()).endsWith("[time][Warning][f][1][g]kx_client   kx_error   marked\r\n\n"),
+                 run.text());
+    }
 }
 
 void TestLogTrouble::neverGluesRecordsTogether_data()
