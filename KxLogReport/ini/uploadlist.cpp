@@ -86,8 +86,9 @@ bool canBeAskedFor(const QString &key)
 
 bool hasSpaceToRewrite(const QString &path)
 {
+    // Where a link leads: Qt writes the file there.
     const QFileInfo file(path);
-    return QStorageInfo(file.path()).bytesAvailable() >= kMaxGrowth * file.size() + kSpareBytes;
+    return !file.exists() || QStorageInfo(path).bytesAvailable() >= kMaxGrowth * file.size() + kSpareBytes;
 }
 
 /// What stands in brackets, for a file of which Qt does not tell the groups because it cannot read one of them.
