@@ -29,37 +29,14 @@ QByteArray bytesOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-bool isLineEnd(char character)
+/// Whether all lines that can hold a serialised value are short enough to be read. A line goes on behind a backslash.
+bool hasShortValues(QByteArray bytes)
 {
-    return character == '\n' || character == '\r';
-}
-
-/// Whether all lines that can hold a serialised value are short enough to be read. A line goes on behind a backslash
-/// and in quotes.
-bool hasShortValues(const QByteArray &bytes)
-{
-    bool inQuotes = false;
-    bool canHoldValue = false;
-    for (int i = 0, begin = 0; i < bytes.size(); ++i) {
-        const char character = bytes.at(i);
-        if (character == '\\') {
-            canHoldValue = true;
-            i += bytes.mid(i + 1, 2) == "\r\n" ? 2 : 1;
-        } else if (character == '"') {
-            inQuotes = !inQuotes;
-        } else if (character == ';' && !inQuotes) {
-            while (i + 1 < bytes.size() && !isLineEnd(bytes.at(i + 1)))
-                ++i;
-        } else if (isLineEnd(character) && !inQuotes) {
-            begin = i + 1;
-            canHoldValue = false;
-        } else if (character == '@') {
-            canHoldValue = true;
-        }
-        if (canHoldValue && i - begin > kMaxValueLine)
-            return false;
-    }
-    return true;
+    bytes.replace("\\\\", "..").replace("\r\n", "\n").replace('\r', '\n').replace("\\\n", "\\");
+    const QList<QByteArray> lines = bytes.split('\n');
+    return std::none_of(lines.cbegin(), lines.cend(), [](const QByteArray &line) {
+        return line.size() > kMaxValueLine && (line.contains('@') || line.contains('\\'));
+    });
 }
 
 /// Qt ends the process when it writes a time with a zone that it could not read.

@@ -254,6 +254,9 @@ private slots:
     {
         // Quotes in comments are no quotes, and a long value that is no serialised one does no harm.
         QByteArray ini = "; 3.5\" disks\n[system]\nnickname=ann\nlong=" + QByteArray(200000, 'x') + '\n';
+        // An escaped backslash at the end of a line does not make it go on.
+        for (int i = 0; i < 3000; ++i)
+            ini += "folder" + QByteArray::number(i) + "=C:\\\\logs\\\\a@b\\\\\n";
         for (int i = 0; i < 3000; ++i)
             ini += "[log" + QByteArray::number(i) + "]\npath=\"C:\\\\logs\\\\a@b\\\\\" ; it's \"\n";
         uploadini::write(ini);
