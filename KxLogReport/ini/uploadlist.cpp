@@ -76,7 +76,8 @@ QStringList namesInBrackets(const QString &path)
     for (const QByteArray &raw : lines) {
         const QByteArray line = raw.trimmed();
         if (line.startsWith('[') && line.endsWith(']'))
-            names += QString::fromLatin1(QByteArray::fromPercentEncoding(line.mid(1, line.size() - 2)));
+            names += QString::fromLatin1(QByteArray::fromPercentEncoding(line.mid(1, line.size() - 2)))
+                         .section(QLatin1Char('/'), 0, 0);
     }
     names.sort();
     names.removeDuplicates();

@@ -216,6 +216,8 @@ private slots:
         QVERIFY2(readable.isEmpty() || uploader.nickname == text("ann"), qPrintable(uploader.nickname));
         for (const char *group : {"log1", "log3"})
             QCOMPARE(uploader.fileGroups.contains(text(group)), readable.contains(text(group)));
+        // A group within a group is no file to send, damaged or not.
+        QCOMPARE(uploader.fileGroups.filter(text("/")), QStringList());
         if (readable.contains(text("log1")))
             QCOMPARE(uploader.getFileName(text("log1")), text("/a"));
         QCOMPARE(uploader.roomMap.value(text("9")).toString(),
