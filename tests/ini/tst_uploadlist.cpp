@@ -284,12 +284,14 @@ private slots:
         uploader.initIni();
         // Settings objects look at an existing file by opening it: it is looked at once, and then it cannot be written.
         int readsBefore = 1;
-        for (const char *group : {"log1", "log2"}) {
+        // The last one is not there: what was not removed before still is not.
+        for (const char *group : {"log1", "log2", "log9"}) {
             failingopen::failAfter(uploadini::path(), readsBefore, 1);
             readsBefore = 0;
             uploader.finishedOneFile(text(group));
             QCOMPARE(messages.texts().last(), text("cannot rewrite \"") + uploadini::path() + QLatin1Char('"'));
         }
+        QCOMPARE(messages.texts().filter(text("cannot rewrite")).size(), 3);
         // Not by itself: whether there is space has to be asked before.
         QCoreApplication::sendPostedEvents();
         QCOMPARE(readFile(uploadini::path()), ini);
