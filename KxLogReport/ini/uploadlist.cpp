@@ -176,7 +176,6 @@ bool UploadList::takeOverChanges()
     if (file.exists() && !file.isReadable())
         return false;
     sync();
-    readable_ = true;
     const bool hasTimes = bytes.contains("@DateTime(");
     const QStringList keys = allKeys();
     const bool isSound = std::all_of(keys.cbegin(), keys.cend(), [&](const QString &key) {
