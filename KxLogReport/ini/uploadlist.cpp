@@ -29,37 +29,14 @@ QByteArray bytesOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-bool isLineEnd(char character)
+/// Whether all lines that can hold a serialised value are short enough to be read. A line goes on behind a backslash.
+bool hasShortValues(QByteArray bytes)
 {
-    return character == '\n' || character == '\r';
-}
-
-/// Whether all lines that can hold a serialised value are short enough to be read. A line goes on behind a backslash
-/// and in quotes.
-bool hasShortValues(const QByteArray &bytes)
-{
-    bool inQuotes = false;
-    bool canHoldValue = false;
-    for (int i = 0, begin = 0; i < bytes.size(); ++i) {
-        const char character = bytes.at(i);
-        if (character == '\\') {
-            canHoldValue = true;
-            i += bytes.mid(i + 1, 2) == "\r\n" ? 2 : 1;
-        } else if (character == '"') {
-            inQuotes = !inQuotes;
-        } else if (character == ';' && !inQuotes) {
-            while (i + 1 < bytes.size() && !isLineEnd(bytes.at(i + 1)))
-                ++i;
-        } else if (isLineEnd(character) && !inQuotes) {
-            begin = i + 1;
-            canHoldValue = false;
-        } else if (character == '@') {
-            canHoldValue = true;
-        }
-        if (canHoldValue && i - begin > kMaxValueLine)
-            return false;
-    }
-    return true;
+    bytes.replace("\\\\", "..").replace("\r\n", "\n").replace('\r', '\n').replace("\\\n", "\\");
+    const QList<QByteArray> lines = bytes.split('\n');
+    return std::none_of(lines.cbegin(), lines.cend(), [](const QByteArray &line) {
+        return line.size() > kMaxValueLine && (line.contains('@') || line.contains('\\'));
+    });
 }
 
 /// Qt ends the process when it writes a time with a zone that it could not read.
@@ -86,8 +63,9 @@ bool canBeAskedFor(const QString &key)
 
 bool hasSpaceToRewrite(const QString &path)
 {
+    // Where a link leads: Qt writes the file there.
     const QFileInfo file(path);
-    return QStorageInfo(file.path()).bytesAvailable() >= kMaxGrowth * file.size() + kSpareBytes;
+    return !file.exists() || QStorageInfo(path).bytesAvailable() >= kMaxGrowth * file.size() + kSpareBytes;
 }
 
 /// What stands in brackets, for a file of which Qt does not tell the groups because it cannot read one of them.
@@ -98,7 +76,8 @@ QStringList namesInBrackets(const QString &path)
     for (const QByteArray &raw : lines) {
         const QByteArray line = raw.trimmed();
         if (line.startsWith('[') && line.endsWith(']'))
-            names += QString::fromLatin1(QByteArray::fromPercentEncoding(line.mid(1, line.size() - 2)));
+            names += QString::fromLatin1(QByteArray::fromPercentEncoding(line.mid(1, line.size() - 2)))
+                         .section(QLatin1Char('/'), 0, 0);
     }
     names.sort();
     names.removeDuplicates();
@@ -197,7 +176,6 @@ bool UploadList::takeOverChanges()
     if (file.exists() && !file.isReadable())
         return false;
     sync();
-    readable_ = true;
     const bool hasTimes = bytes.contains("@DateTime(");
     const QStringList keys = allKeys();
     const bool isSound = std::all_of(keys.cbegin(), keys.cend(), [&](const QString &key) {

@@ -19,7 +19,7 @@ public:
     /// Takes over what is on disk at \a path.
     explicit UploadList(const QString &path);
 
-    /// Whether the file can be read without harm; if not, it reads as an empty one.
+    /// Whether the file could be read without harm at first; if not, it reads as an empty one.
     bool isReadable() const { return readable_; }
     /// Whether the values of \a group can be read; also true when there is no such group.
     bool isReadable(const QString &group) const;
@@ -46,7 +46,7 @@ private:
     bool giveUpKept();
     bool removeKept();
 
-    bool readable_;
+    const bool readable_;
     State known_ = {-1, {}}; ///< of the file whose values were looked at
     QStringList kept_;       ///< groups that are still to be removed
     bool hasFailed_ = false; ///< they are removed in memory only

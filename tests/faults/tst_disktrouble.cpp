@@ -4,7 +4,9 @@
 #include "support/wire/arrivals.h"
 #include "support/wire/endpoints.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 #include <QTest>
 #include <memory>
@@ -128,6 +130,26 @@ private slots:
         checkEverythingArrived();
         QCOMPARE(sandbox_->iniBytes(), ini);
         forgetsEverythingWithSpace();
+    }
+
+    void keepsUploadIniThatIsALinkToAFullDisk()
+    {
+        const QString folder = sandbox_->root() + QStringLiteral("/elsewhere");
+        QVERIFY(QDir().mkpath(folder));
+        const Mount disk = Mount::smallDisk(folder, kDiskBytes);
+        QVERIFY(disk.isValid());
+        const QByteArray ini = addGroups();
+        const QString list = folder + QStringLiteral("/list.ini");
+        QVERIFY(writeFile(list, ini));
+        QVERIFY(QFile::remove(sandbox_->iniPath()) && QFile::link(list, sandbox_->iniPath()));
+        filler_ = folder + QStringLiteral("/filler");
+        QVERIFY(fillDisk(filler_, 2 * kPageBytes));
+        run();
+        checkEverythingArrived();
+        QCOMPARE(readFile(list), ini);
+        forgetsEverythingWithSpace();
+        QVERIFY(QFileInfo(sandbox_->iniPath()).isSymLink());
+        QCOMPARE(filesBelow(folder), QStringList(QStringLiteral("list.ini")));
     }
 
     void sendsAnEmptyOwnLogFromAFullDisk()

@@ -2,11 +2,12 @@
 #include "support/wire/arrivals.h"
 #include "support/wire/endpoints.h"
 
-#include <QDateTime>
 #include <QFile>
 #include <QLockFile>
 #include <QTest>
 
+#include <chrono>
+#include <filesystem>
 #include <memory>
 
 #include <sys/wait.h>
@@ -68,9 +69,10 @@ private slots:
     {
         QFile lock(lockPath_);
         QVERIFY(lock.open(QIODevice::WriteOnly));
-        QVERIFY(lock.setFileTime(QDateTime::currentDateTime().addMSecs(kLeftMs - kStaleLockMs),
-                                 QFileDevice::FileModificationTime));
         lock.close();
+        std::filesystem::last_write_time(QFile::encodeName(lockPath_).toStdString(),
+                                         std::filesystem::file_time_type::clock::now() +
+                                             std::chrono::milliseconds(kLeftMs - kStaleLockMs));
         const ScriptedServer server(servicePort());
         QVERIFY(server.isListening());
         const ToolResult result = sandbox_->runTool({});

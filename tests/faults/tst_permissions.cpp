@@ -85,6 +85,24 @@ private slots:
         QCOMPARE(sandbox_->iniBytes(), ini_);
     }
 
+    void ofUploadIniThatGoWithAChangeKeepTheGroups()
+    {
+        server_.reset();
+        ini_ += "[system2]\nadded=1\n";
+        const Reply reply = Reply::json().onHeaders([this] {
+            sandbox_->writeRawIni(ini_);
+            QFile::setPermissions(sandbox_->iniPath(), kNone);
+        });
+        server_ = std::make_unique<ScriptedServer>(servicePort(), QList<Reply>{reply});
+        QVERIFY(server_->isListening());
+        run();
+        QCOMPARE(arrivedNames(*server_),
+                 (QStringList{QStringLiteral("a.log"), QStringLiteral("b.log"), QStringLiteral("own log")}));
+        QVERIFY(QFile::setPermissions(sandbox_->iniPath(), kAll));
+        QCOMPARE(sandbox_->iniBytes(), ini_);
+        QCOMPARE(sandbox_->ownLogText().count("cannot rewrite"), 2);
+    }
+
     void ofTheHomeCostTheOwnLogOnly()
     {
         QVERIFY(QFile::setPermissions(sandbox_->home(), kNone));

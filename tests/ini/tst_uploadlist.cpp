@@ -216,6 +216,8 @@ private slots:
         QVERIFY2(readable.isEmpty() || uploader.nickname == text("ann"), qPrintable(uploader.nickname));
         for (const char *group : {"log1", "log3"})
             QCOMPARE(uploader.fileGroups.contains(text(group)), readable.contains(text(group)));
+        // A group within a group is no file to send, damaged or not.
+        QCOMPARE(uploader.fileGroups.filter(text("/")), QStringList());
         if (readable.contains(text("log1")))
             QCOMPARE(uploader.getFileName(text("log1")), text("/a"));
         QCOMPARE(uploader.roomMap.value(text("9")).toString(),
@@ -254,6 +256,9 @@ private slots:
     {
         // Quotes in comments are no quotes, and a long value that is no serialised one does no harm.
         QByteArray ini = "; 3.5\" disks\n[system]\nnickname=ann\nlong=" + QByteArray(200000, 'x') + '\n';
+        // An escaped backslash at the end of a line does not make it go on.
+        for (int i = 0; i < 3000; ++i)
+            ini += "folder" + QByteArray::number(i) + "=C:\\\\logs\\\\a@b\\\\\n";
         for (int i = 0; i < 3000; ++i)
             ini += "[log" + QByteArray::number(i) + "]\npath=\"C:\\\\logs\\\\a@b\\\\\" ; it's \"\n";
         uploadini::write(ini);
@@ -279,12 +284,14 @@ private slots:
         uploader.initIni();
         // Settings objects look at an existing file by opening it: it is looked at once, and then it cannot be written.
         int readsBefore = 1;
-        for (const char *group : {"log1", "log2"}) {
+        // The last one is not there: what was not removed before still is not.
+        for (const char *group : {"log1", "log2", "log9"}) {
             failingopen::failAfter(uploadini::path(), readsBefore, 1);
             readsBefore = 0;
             uploader.finishedOneFile(text(group));
             QCOMPARE(messages.texts().last(), text("cannot rewrite \"") + uploadini::path() + QLatin1Char('"'));
         }
+        QCOMPARE(messages.texts().filter(text("cannot rewrite")).size(), 3);
         // Not by itself: whether there is space has to be asked before.
         QCoreApplication::sendPostedEvents();
         QCOMPARE(readFile(uploadini::path()), ini);
