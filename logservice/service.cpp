@@ -1,8 +1,8 @@
 #include "service.h"
 
-#include "folderstore.h"
-#include "listener.h"
-#include "routes.h"
+#include "http/listener.h"
+#include "intake/routes.h"
+#include "store/folderstore.h"
 
 #include <csignal>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #include "fuzztargets.h"
-#include "multipartreader.h"
-#include "refusal.h"
+#include "http/multipartreader.h"
+#include "http/refusal.h"
 
 namespace {
 

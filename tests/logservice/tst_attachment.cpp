@@ -1,4 +1,4 @@
-#include "attachment.h"
+#include "page/attachment.h"
 
 #include <QtTest/QtTest>
 

@@ -1,4 +1,4 @@
-#include "connectionthreads.h"
+#include "http/connectionthreads.h"
 
 #include <QtTest/QtTest>
 

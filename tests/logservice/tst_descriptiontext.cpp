@@ -1,5 +1,5 @@
-#include "descriptiontext.h"
 #include "seed.h"
+#include "store/descriptiontext.h"
 
 #include <QtTest/QtTest>
 

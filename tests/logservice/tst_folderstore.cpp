@@ -1,4 +1,4 @@
-#include "folderstore.h"
+#include "store/folderstore.h"
 
 #include <QtTest/QtTest>
 

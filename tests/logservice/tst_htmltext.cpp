@@ -1,6 +1,6 @@
-#include "htmltext.h"
+#include "page/htmltext.h"
 
-#include "utf8.h"
+#include "http/utf8.h"
 
 #include <QtTest/QtTest>
 

@@ -1,5 +1,5 @@
-#include "multipartreader.h"
-#include "refusal.h"
+#include "http/multipartreader.h"
+#include "http/refusal.h"
 
 #include <QtTest/QtTest>
 

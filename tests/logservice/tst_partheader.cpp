@@ -1,5 +1,5 @@
-#include "partheader.h"
-#include "refusal.h"
+#include "http/partheader.h"
+#include "http/refusal.h"
 #include "support/wire/multipartform.h"
 
 #include <QtTest/QtTest>

@@ -1,4 +1,4 @@
-#include "readabletext.h"
+#include "http/readabletext.h"
 
 #include <QtTest/QtTest>
 

@@ -1,4 +1,4 @@
-#include "uploadid.h"
+#include "store/uploadid.h"
 
 #include <QtTest/QtTest>
 

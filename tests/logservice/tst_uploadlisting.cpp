@@ -1,5 +1,5 @@
+#include "store/uploadlisting.h"
 #include "storedscene.h"
-#include "uploadlisting.h"
 
 #include <QtTest/QtTest>
 

@@ -1,6 +1,6 @@
-#include "timestamp.h"
-#include "uploadpage.h"
-#include "uploadrow.h"
+#include "http/timestamp.h"
+#include "page/uploadpage.h"
+#include "page/uploadrow.h"
 
 #include <QtTest/QtTest>
 

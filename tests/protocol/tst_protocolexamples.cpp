@@ -1,5 +1,5 @@
 #include "capture.h"
-#include "endpoints.h"
+#include "intake/endpoints.h"
 #include "shownrequest.h"
 #include "support/files/fileio.h"
 #include "support/wire/multipartform.h"

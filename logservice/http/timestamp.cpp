@@ -1,0 +1,45 @@
+#include "http/timestamp.h"
+
+#include <ctime>
+
+namespace {
+
+constexpr char kUtcFormat[] = "%Y-%m-%dT%H:%M:%SZ";
+constexpr char kLocalFormat[] = "%Y-%m-%d %H:%M:%S";
+
+std::string formatted(const std::tm &time, const char *format)
+{
+    char text[32];
+    return {text, std::strftime(text, sizeof text, format, &time)};
+}
+
+} // namespace
+
+std::string utcTime()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm parts = {};
+    ::gmtime_r(&now, &parts);
+    return formatted(parts, kUtcFormat);
+}
+
+std::string localTime()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm parts = {};
+    ::localtime_r(&now, &parts);
+    return formatted(parts, kLocalFormat);
+}
+
+std::string localTimeOf(const std::string &utc)
+{
+    std::tm parts = {};
+    const char *end = ::strptime(utc.c_str(), kUtcFormat, &parts);
+    // Formatting it again finds what reading lets pass: shorter numbers, blanks, days that no month has.
+    if (end == nullptr || *end != '\0')
+        return {};
+    const std::time_t time = ::timegm(&parts);
+    if (!::gmtime_r(&time, &parts) || formatted(parts, kUtcFormat) != utc || !::localtime_r(&time, &parts))
+        return {};
+    return formatted(parts, kLocalFormat);
+}

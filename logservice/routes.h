@@ -1,8 +1,0 @@
-#pragma once
-
-#include "endpoints.h"
-#include "routecontext.h"
-
-/// Sets up \a server for the endpoints of \a port, on the main port for the page, and for the refusal of everything
-/// else.
-void addRoutes(httplib::Server &server, Port port, const RouteContext &context);

@@ -1,0 +1,57 @@
+#include "store/storedfile.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+std::shared_ptr<const StoredFile> StoredFile::open(const std::filesystem::path &folder, const UploadId &id,
+                                                   const std::string &name)
+{
+    const auto path = folder / id.text;
+    const int upload = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (upload < 0)
+        return nullptr;
+    // Without O_NONBLOCK, a pipe would be waited for.
+    const int descriptor = ::openat(upload, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    ::close(upload);
+    if (descriptor < 0)
+        return nullptr;
+    struct stat status = {};
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        ::close(descriptor);
+        return nullptr;
+    }
+    return std::shared_ptr<const StoredFile>(new StoredFile(descriptor, static_cast<std::uint64_t>(status.st_size)));
+}
+
+StoredFile::~StoredFile()
+{
+    ::close(descriptor_);
+}
+
+std::size_t StoredFile::read(std::uint64_t offset, char *bytes, std::size_t count) const
+{
+    ssize_t got = 0;
+    do {
+        got = ::pread(descriptor_, bytes, count, static_cast<off_t>(offset));
+    } while (got < 0 && errno == EINTR);
+    return got < 0 ? 0 : static_cast<std::size_t>(got);
+}
+
+std::string contentOf(const StoredFile &file, std::size_t maxBytes)
+{
+    if (file.size() > maxBytes)
+        return {};
+    std::string content(static_cast<std::size_t>(file.size()), '\0');
+    std::size_t taken = 0;
+    while (taken < content.size()) {
+        const auto got = file.read(taken, content.data() + taken, content.size() - taken);
+        if (got == 0)
+            break;
+        taken += got;
+    }
+    content.resize(taken);
+    return content;
+}

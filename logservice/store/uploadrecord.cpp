@@ -1,0 +1,34 @@
+#include "store/uploadrecord.h"
+
+std::string uploadJson(const UploadRecord &record, const std::string &time)
+{
+    nlohmann::ordered_json document;
+    document["time"] = time;
+    document["kind"] = record.kind;
+    document["path"] = record.path;
+    document["fileName"] = nullptr;
+    if (record.fileName)
+        document["fileName"] = *record.fileName;
+    document["size"] = record.size;
+    document["fields"] = record.fields;
+
+    constexpr int kIndent = 2;
+    return document.dump(kIndent, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+std::string summary(const UploadRecord &record, const std::vector<std::string> &pointers)
+{
+    std::string text;
+    for (const auto &name : pointers) {
+        const nlohmann::json::json_pointer pointer(name);
+        if (!record.fields.contains(pointer))
+            continue;
+        const auto &field = record.fields[pointer];
+        if (!field.is_string() || field.get_ref<const std::string &>().empty())
+            continue;
+        if (!text.empty())
+            text += ' ';
+        text += field.get_ref<const std::string &>();
+    }
+    return text;
+}
