@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTest>
 #include <memory>
 
@@ -43,6 +44,7 @@ private slots:
         if (sandbox_) {
             QFile::setPermissions(config_, kAll);
             QFile::setPermissions(sandbox_->home(), kAll);
+            QFile::setPermissions(QFileInfo(sdkLog_).path(), kAll);
         }
         server_.reset();
         sandbox_.reset();
@@ -101,6 +103,30 @@ private slots:
         QVERIFY(QFile::setPermissions(sandbox_->iniPath(), kAll));
         QCOMPARE(sandbox_->iniBytes(), ini_);
         QCOMPARE(sandbox_->ownLogText().count("cannot rewrite"), 2);
+    }
+
+    void ofListedFilesCostThemTheirGroups_data()
+    {
+        QTest::addColumn<bool>("folderToo");
+        QTest::addColumn<QString>("record");
+        QTest::newRow("only the files are closed")
+            << false << QStringLiteral("uploadOneFile(const QString&)]open file failed");
+        QTest::newRow("their folder is closed") << true << QStringLiteral("uploadList()]true");
+    }
+    void ofListedFilesCostThemTheirGroups()
+    {
+        QFETCH(bool, folderToo);
+        QFETCH(QString, record);
+        const QString folder = QFileInfo(sdkLog_).path();
+        for (const QString &name : {QStringLiteral("/a.log"), QStringLiteral("/b.log")})
+            QVERIFY(QFile::setPermissions(folder + name, kNone));
+        QVERIFY(!folderToo || QFile::setPermissions(folder, kNone));
+        run();
+        QVERIFY(QFile::setPermissions(folder, kAll));
+        QCOMPARE(arrivedNames(*server_), QStringList(QStringLiteral("own log")));
+        QCOMPARE(sandbox_->groups(), QStringList(QStringLiteral("system")));
+        QCOMPARE(filesBelow(folder), (QStringList{QStringLiteral("a.log"), QStringLiteral("b.log")}));
+        QCOMPARE(sandbox_->ownLogText().count(record.toUtf8()), 2);
     }
 
     void ofTheHomeCostTheOwnLogOnly()
