@@ -2,6 +2,7 @@
 
 #include "http/listener.h"
 #include "intake/routes.h"
+#include "page/pageroutes.h"
 #include "store/folderstore.h"
 
 #include <csignal>
@@ -43,7 +44,7 @@ int runService(const Options &options)
     const auto endSignals = holdBackEndSignals();
 
     std::unique_ptr<UploadStore> store;
-    RequestLog log;
+    RequestLog log(STDOUT_FILENO);
     // Behind what their threads use, so that they end first.
     Listener uploads(options.port);
     std::optional<Listener> reports;
@@ -68,6 +69,7 @@ int runService(const Options &options)
     const auto origin = "http://127.0.0.1:" + std::to_string(uploads.port());
     const RouteContext context = {options.code, *store, log, destination, origin};
     addRoutes(uploads.server(), Port::Main, context);
+    addPageRoutes(uploads.server(), context);
     uploads.start(fail);
     if (reports) {
         addRoutes(reports->server(), Port::Report, context);
@@ -86,6 +88,7 @@ int runService(const Options &options)
     const int status = hasFailed ? EXIT_FAILURE : EXIT_SUCCESS;
     if (!allEnded) {
         store->close();
+        log.end();
         std::_Exit(status);
     }
     return status;

@@ -1,7 +1,8 @@
 #include "intake/routes.h"
 
 #include "http/answer.h"
-#include "page/pageroutes.h"
+#include "http/readabletext.h"
+#include "intake/intake.h"
 
 #include <algorithm>
 
@@ -9,6 +10,8 @@ namespace {
 
 // No route matches by it, so any path has to: the dot would leave out line ends.
 constexpr char kAnyPath[] = R"([\s\S]*)";
+
+constexpr std::size_t kMaxAboutBytes = 80; // of what a line says of user and room
 
 bool isEndpoint(Port port, const std::string &path)
 {
@@ -35,6 +38,18 @@ Refusal libraryRefusal(int status)
     }
 }
 
+/// What the request log says of \a intake: kind, file name, size, what \a about says of user and room, and what became
+/// of it.
+std::string lineOf(const Intake &intake, const std::string &about, const std::string &answer)
+{
+    const auto &record = intake.record;
+    const auto line = record.kind + " " + (record.fileName ? quotedText(*record.fileName) : "-") + " " +
+                      std::to_string(record.size) + " bytes from " + quotedText(about, kMaxAboutBytes) + " ";
+    if (intake.refusal)
+        return line + refusalText(*intake.refusal);
+    return line + "answered " + answer + (intake.storedAs.empty() ? "" : ", stored as " + intake.storedAs);
+}
+
 void addEndpoint(httplib::Server &server, const Endpoint &endpoint, const RouteContext &context)
 {
     server.Post(endpoint.path, [&endpoint, context](const httplib::Request &request, httplib::Response &response,
@@ -42,7 +57,7 @@ void addEndpoint(httplib::Server &server, const Endpoint &endpoint, const RouteC
         const auto contentType = takeContentType(request);
         const auto intake = takeIn(endpoint, request, contentType, read, context.store);
         const auto answer = "{\"Code\":" + std::to_string(context.code) + "}";
-        context.log.writeIntake(intake, summary(intake.record, endpoint.shown), answer);
+        context.log.write(lineOf(intake, summary(intake.record, endpoint.shown), answer));
         if (intake.refusal)
             setRefusal(response, *intake.refusal);
         else
@@ -58,8 +73,6 @@ void addRoutes(httplib::Server &server, Port port, const RouteContext &context)
         if (endpoint.port == port)
             addEndpoint(server, endpoint, context);
     }
-    if (port == Port::Main)
-        addPageRoutes(server, context);
 
     server.set_pre_routing_handler([](const httplib::Request &request, httplib::Response & /*response*/) {
         dropRanges(request);
