@@ -32,7 +32,7 @@ Refusal libraryRefusal(int status)
     case 414:
         return {status, "the request line is too long"};
     case 400:
-        return {status, "the request line or a header cannot be read"};
+        return {status, "the request line or a header cannot be read, or there are too many"};
     default:
         return {status, "the request cannot be answered"};
     }
@@ -54,8 +54,7 @@ void addEndpoint(httplib::Server &server, const Endpoint &endpoint, const RouteC
 {
     server.Post(endpoint.path, [&endpoint, context](const httplib::Request &request, httplib::Response &response,
                                                     const httplib::ContentReader &read) {
-        const auto contentType = takeContentType(request);
-        const auto intake = takeIn(endpoint, request, contentType, read, context.store);
+        const auto intake = takeIn(endpoint, request, read, context.store);
         const auto answer = "{\"Code\":" + std::to_string(context.code) + "}";
         context.log.write(lineOf(intake, summary(intake.record, endpoint.shown), answer));
         if (intake.refusal)
@@ -74,15 +73,9 @@ void addRoutes(httplib::Server &server, Port port, const RouteContext &context)
             addEndpoint(server, endpoint, context);
     }
 
-    server.set_pre_routing_handler([](const httplib::Request &request, httplib::Response & /*response*/) {
-        dropRanges(request);
-        return httplib::Server::HandlerResponse::Unhandled;
-    });
-
     // Left to itself, the library would read the whole body of a stray upload into memory.
     const auto refuseWithBody = [port, context](const httplib::Request &request, httplib::Response &response,
                                                 const httplib::ContentReader &read) {
-        takeContentType(request);
         skipBody(request, read);
         const auto refusal = strayRefusal(port, request.path);
         context.log.writeStray(request, refusal);
@@ -98,7 +91,6 @@ void addRoutes(httplib::Server &server, Port port, const RouteContext &context)
                                                                         httplib::Response &response) {
         if (response.has_header("Content-Type"))
             return httplib::Server::HandlerResponse::Unhandled;
-        dropRanges(request);
         const auto refusal =
             response.status == 404 ? strayRefusal(port, request.path) : libraryRefusal(response.status);
         context.log.writeStray(request, refusal);
