@@ -1,5 +1,6 @@
 #include "support/server/rawclient.h"
 #include "support/tool/logserviceprocess.h"
+#include "support/wire/documents.h"
 #include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
@@ -122,8 +123,8 @@ void TestLogServiceOptions::listensOnTheGivenPorts()
     QCOMPARE(service.port(), port);
     QCOMPARE(service.reportPort(), reportPort);
     QCOMPARE(RawClient::ask(port, logRequest()).status, 200);
-    QCOMPARE(RawClient::ask(reportPort, post(kReportPath, "application/json", "{}")).status, 200);
-    QCOMPARE(RawClient::ask(port, post(kReportPath, "application/json", "{}")).status, 404);
+    QCOMPARE(RawClient::ask(reportPort, post(kReportPath, "application/json", reportDocument())).status, 200);
+    QCOMPARE(RawClient::ask(port, post(kReportPath, "application/json", reportDocument())).status, 404);
     QCOMPARE(RawClient::ask(reportPort, logRequest()).status, 404);
 }
 
@@ -260,7 +261,7 @@ void TestLogServiceOptions::answersTheGivenCode()
     const QByteArray expected = "{\"Code\":" + code.toLatin1() + "}";
     for (const RawAnswer &answer :
          {RawClient::ask(service.port(), logRequest()),
-          RawClient::ask(service.reportPort(), post(kReportPath, "application/json", "{}"))}) {
+          RawClient::ask(service.reportPort(), post(kReportPath, "application/json", reportDocument()))}) {
         QCOMPARE(answer.status, 200);
         QCOMPARE(answer.body, expected);
     }

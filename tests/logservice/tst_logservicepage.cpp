@@ -2,6 +2,7 @@
 #include "storedfiles.h"
 #include "support/files/fileio.h"
 #include "support/server/rawclient.h"
+#include "support/wire/documents.h"
 #include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
@@ -198,7 +199,7 @@ void TestLogServicePage::offersDownloads()
 
 void TestLogServicePage::servesFieldsAndDocuments()
 {
-    const QByteArray document = "{\"username\":\"<b>ann</b>\", \"type\":3}";
+    const QByteArray document = errorDocument().replace("no route", "<b>no</b> route");
     QCOMPARE(post(kErrorPath, "application/json", document).status, 200);
     QCOMPARE(upload("a.log", "bytes").status, 200);
     const RawAnswer body = get("/uploads/000001-error/file");
