@@ -12,7 +12,8 @@ struct Options
     bool takesReports = true;                 ///< listens on the report port at all
     std::string folder = "kxlogservice-data"; ///< uploads are stored below it
     int code = 0;                             ///< answered as "Code" to every accepted request
-    bool discards = false;                    ///< reads and checks requests, stores nothing
+    int status = 200;                         ///< HTTP status of these answers
+    int delayMs = 0;                          ///< waited before each answer to an upload or report
     bool asksForHelp = false;
 };
 

@@ -14,7 +14,7 @@ struct Intake
 {
     UploadRecord record;
     std::optional<Refusal> refusal; ///< absent: accepted
-    std::string storedAs;           ///< name of the upload's folder; empty when nothing was stored
+    std::string storedAs;           ///< name of the upload's folder; empty when it was refused
 };
 
 /// Reads one request to its end, whether it is taken or not: a client that still sends may not see its answer.

@@ -5,6 +5,7 @@
 #include "intake/intake.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace {
 
@@ -45,9 +46,8 @@ std::string lineOf(const Intake &intake, const std::string &about, const std::st
     const auto &record = intake.record;
     const auto line = record.kind + " " + (record.fileName ? quotedText(*record.fileName) : "-") + " " +
                       std::to_string(record.size) + " bytes from " + quotedText(about, kMaxAboutBytes) + " ";
-    if (intake.refusal)
-        return line + refusalText(*intake.refusal);
-    return line + "answered " + answer + (intake.storedAs.empty() ? "" : ", stored as " + intake.storedAs);
+    return line +
+           (intake.refusal ? refusalText(*intake.refusal) : "answered " + answer + ", stored as " + intake.storedAs);
 }
 
 void addEndpoint(httplib::Server &server, const Endpoint &endpoint, const RouteContext &context)
@@ -56,11 +56,13 @@ void addEndpoint(httplib::Server &server, const Endpoint &endpoint, const RouteC
                                                     const httplib::ContentReader &read) {
         const auto intake = takeIn(endpoint, request, read, context.store);
         const auto answer = "{\"Code\":" + std::to_string(context.code) + "}";
-        context.log.write(lineOf(intake, summary(intake.record, endpoint.shown), answer));
+        const auto shown = (context.status == 200 ? "" : std::to_string(context.status) + " ") + answer;
+        context.log.write(lineOf(intake, summary(intake.record, endpoint.shown), shown));
+        std::this_thread::sleep_for(context.delay);
         if (intake.refusal)
             setRefusal(response, *intake.refusal);
         else
-            setAnswer(response, 200, "application/json", answer, true);
+            setAnswer(response, context.status, "application/json", answer, true);
     });
 }
 

@@ -48,7 +48,6 @@ private slots:
     void endsTheConnectionBehindAGetWithABody();
     void keepsTheConnectionOpenOtherwise();
     void hasNoPageOnTheReportPort();
-    void saysThatItStoresNothing();
     void listensOnLoopbackOnly();
 
 private:
@@ -355,14 +354,6 @@ void TestLogServicePage::keepsTheConnectionOpenOtherwise()
 void TestLogServicePage::hasNoPageOnTheReportPort()
 {
     QCOMPARE(RawClient::ask(service().reportPort(), request("GET", "/")).status, 404);
-}
-
-void TestLogServicePage::saysThatItStoresNothing()
-{
-    QCOMPARE(service().stop(), 0);
-    QVERIFY(service().start(LogServiceProcess::onFreePorts(folder()) << QStringLiteral("--discard")));
-    QVERIFY(get("/").body.contains("--discard"));
-    QCOMPARE(get("/uploads/000001-logfile/file").status, 404);
 }
 
 void TestLogServicePage::listensOnLoopbackOnly()
