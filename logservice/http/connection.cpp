@@ -10,6 +10,11 @@ namespace {
 
 constexpr std::chrono::milliseconds kLookAround(100);
 
+bool isToBeTriedAgain(int error)
+{
+    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+}
+
 } // namespace
 
 Connection::Connection(socket_t socket, const ConnectionLimits &limits, std::function<bool()> isCrowded)
@@ -39,7 +44,7 @@ void Connection::beginBody()
 
 bool Connection::is_readable() const
 {
-    return position_ < filled_ || (isInHead_ ? waitInHead(limits_.head) : waitFor(POLLIN, endOfPatience()));
+    return position_ < filled_ || waitForBytes();
 }
 
 bool Connection::is_writable() const
@@ -49,27 +54,26 @@ bool Connection::is_writable() const
 
 ssize_t Connection::read(char *bytes, std::size_t count)
 {
-    ssize_t got = 0;
-    if (position_ == filled_ && count >= buffer_.size()) {
-        got = is_readable() ? ::recv(socket_, bytes, count, MSG_DONTWAIT) : -1;
-    } else if (position_ < filled_ || (is_readable() && fill())) {
-        got = static_cast<ssize_t>(std::min(count, filled_ - position_));
-        std::copy_n(buffer_.data() + position_, got, bytes);
-        position_ += static_cast<std::size_t>(got);
-    }
-    if (got <= 0 || !isWithinLines(bytes, static_cast<std::size_t>(got)))
+    if (position_ == filled_ && !fill())
         return -1;
-    moved_ += got;
-    return got;
+    const auto got = std::min(count, filled_ - position_);
+    std::copy_n(buffer_.data() + position_, got, bytes);
+    position_ += got;
+    moved_ += static_cast<std::int64_t>(got);
+    return isWithinLines(bytes, got) ? static_cast<ssize_t>(got) : -1;
 }
 
 ssize_t Connection::write(const char *bytes, std::size_t count)
 {
-    if (!is_writable())
-        return -1;
-    const auto sent = ::send(socket_, bytes, count, MSG_DONTWAIT);
-    moved_ += std::max<ssize_t>(sent, 0);
-    return sent;
+    for (;;) {
+        const auto sent = ::send(socket_, bytes, count, MSG_DONTWAIT);
+        if (sent >= 0 || !isToBeTriedAgain(errno)) {
+            moved_ += std::max<ssize_t>(sent, 0);
+            return sent;
+        }
+        if (!is_writable())
+            return -1;
+    }
 }
 
 bool Connection::waitFor(short events, Clock::time_point end) const
@@ -99,12 +103,23 @@ Connection::Clock::time_point Connection::endOfPatience() const
     return std::min(Clock::now() + limits_.silence, begin_ + granted);
 }
 
+bool Connection::waitForBytes() const
+{
+    return isInHead_ ? waitInHead(limits_.head) : waitFor(POLLIN, endOfPatience());
+}
+
+/// Reads what has come, after waiting for it if need be. Returns false when nothing comes any more.
 bool Connection::fill()
 {
-    const auto got = ::recv(socket_, buffer_.data(), buffer_.size(), MSG_DONTWAIT);
-    position_ = 0;
-    filled_ = static_cast<std::size_t>(std::max<ssize_t>(got, 0));
-    return got > 0;
+    for (;;) {
+        const auto got = ::recv(socket_, buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+        position_ = 0;
+        filled_ = static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+        if (got >= 0 || !isToBeTriedAgain(errno))
+            return got > 0;
+        if (!waitForBytes())
+            return false;
+    }
 }
 
 /// The library reads line ends byte by byte, and holds what comes before one.

@@ -56,6 +56,7 @@ private:
     bool waitFor(short events, Clock::time_point end) const;
     bool waitInHead(ConnectionLimits::Time limit) const;
     Clock::time_point endOfPatience() const;
+    bool waitForBytes() const;
     bool fill();
     bool isWithinLines(const char *bytes, std::size_t count);
 
@@ -68,7 +69,7 @@ private:
     std::int64_t moved_ = 0;                 ///< bytes of the body and the answer
     std::size_t lineBytes_ = 0;              ///< of the head; in a body, of a line
     std::size_t lines_ = 0;                  ///< of the head
-    std::array<char, 4096> buffer_ = {};
+    std::array<char, 32768> buffer_ = {};
     std::size_t position_ = 0; ///< of the first byte in the buffer that was not read yet
     std::size_t filled_ = 0;
 };
