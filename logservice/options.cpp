@@ -6,6 +6,9 @@
 namespace {
 
 constexpr int kMaxPort = 65535;
+constexpr int kMinStatus = 200;
+constexpr int kMaxStatus = 599;
+constexpr int kMaxDelayMs = 600000;
 
 int number(const std::string &option, const std::string &text, int min, int max)
 {
@@ -45,8 +48,10 @@ Options parseOptions(const std::vector<std::string> &arguments)
             options.code = number(option, value(), std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
         } else if (option == "--keep") {
             options.keep = static_cast<std::size_t>(number(option, value(), 1, std::numeric_limits<int>::max()));
-        } else if (option == "--discard") {
-            options.discards = true;
+        } else if (option == "--status") {
+            options.status = number(option, value(), kMinStatus, kMaxStatus);
+        } else if (option == "--delay") {
+            options.delayMs = number(option, value(), 0, kMaxDelayMs);
         } else if (option == "--help" || option == "-h") {
             options.asksForHelp = true;
         } else {
@@ -70,11 +75,14 @@ It listens on 127.0.0.1 only and runs until it is interrupted (Ctrl+C).
   --dir FOLDER     store below FOLDER, made when missing (default ./kxlogservice-data)
   --code N         answer {"Code":N} to what is accepted (default 0)
   --keep N         remove the oldest uploads as new ones arrive, so that the newest N stay (default: all stay)
-  --discard        read and check everything, store nothing
+  --status N       answer with HTTP status N, 200 to 599, to what is accepted (default 200); it is stored all the same
+  --delay MS       wait for MS milliseconds before each answer, 600000 at most (default 0)
   --help           print this text
 
 Example: take uploads on port 9000, keep them in build/uploads and turn each of them down with code 3
   kxlogservice --port 9000 --no-report --dir build/uploads --code 3
+or have a client wait for three seconds and then take each of its uploads for lost:
+  kxlogservice --status 500 --delay 3000
 Then, from another terminal:
   curl -F room=nickname-ann. -F namespace=demo -F file=@client.log http://127.0.0.1:9000/logsys/client/v1/logfile/upload
 and look at http://127.0.0.1:9000/ in a browser.

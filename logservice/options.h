@@ -13,7 +13,8 @@ struct Options
     std::string folder = "kxlogservice-data"; ///< uploads are stored below it
     int code = 0;                             ///< answered as "Code" to every accepted request
     std::size_t keep = 0;                     ///< the newest uploads that stay; 0: all
-    bool discards = false;                    ///< reads and checks requests, stores nothing
+    int status = 200;                         ///< HTTP status of these answers
+    int delayMs = 0;                          ///< waited before each answer to an upload or report
     bool asksForHelp = false;
 };
 

@@ -2,6 +2,7 @@
 
 #include "http/listener.h"
 #include "intake/routes.h"
+#include "page/pageroutes.h"
 #include "store/folderstore.h"
 
 #include <csignal>
@@ -27,13 +28,11 @@ sigset_t holdBackEndSignals()
     return signals;
 }
 
-/// \a destination is empty when nothing is stored.
-std::string readyLine(const std::string &origin, const std::optional<Listener> &reports, const std::string &destination)
+std::string readyLine(const std::string &origin, const std::optional<Listener> &reports, const std::string &folder)
 {
     return "kxlogservice: listening on " + origin + " (" +
-           (reports ? "reports on " + std::to_string(reports->port()) : "no reports") + "), " +
-           (destination.empty() ? "storing nothing"
-                                : "what arrives is shown on " + origin + "/ and stored below " + destination);
+           (reports ? "reports on " + std::to_string(reports->port()) : "no reports") + "), what arrives is shown on " +
+           origin + "/ and stored below " + folder;
 }
 
 } // namespace
@@ -42,8 +41,8 @@ int runService(const Options &options)
 {
     const auto endSignals = holdBackEndSignals();
 
-    std::unique_ptr<UploadStore> store;
-    RequestLog log;
+    std::optional<FolderStore> store;
+    RequestLog log(STDOUT_FILENO);
     // Behind what their threads use, so that they end first.
     Listener uploads(options.port);
     std::optional<Listener> reports;
@@ -51,16 +50,7 @@ int runService(const Options &options)
         reports.emplace(options.reportPort);
 
     // Only now: a folder in use says less than a port in use when the same command is given twice.
-    std::string destination;
-    const UploadIndex *index = nullptr;
-    if (options.discards) {
-        store = makeDiscardingStore();
-    } else {
-        auto folderStore = std::make_unique<FolderStore>(options.folder, options.keep);
-        destination = folderStore->folder().string();
-        index = &folderStore->index();
-        store = std::move(folderStore);
-    }
+    store.emplace(options.folder, options.keep);
 
     std::atomic<bool> hasFailed = false;
     const auto fail = [&hasFailed] {
@@ -68,14 +58,17 @@ int runService(const Options &options)
         ::kill(::getpid(), SIGTERM);
     };
     const auto origin = "http://127.0.0.1:" + std::to_string(uploads.port());
-    const RouteContext context = {options.code, *store, log, destination, index, origin};
+    const RouteContext context = {
+        options.code,    options.status, std::chrono::milliseconds(options.delayMs), *store, log, store->index(),
+        store->folder(), origin};
     addRoutes(uploads.server(), Port::Main, context);
+    addPageRoutes(uploads.server(), context);
     uploads.start(fail);
     if (reports) {
         addRoutes(reports->server(), Port::Report, context);
         reports->start(fail);
     }
-    std::cout << readyLine(origin, reports, destination) << std::endl;
+    std::cout << readyLine(origin, reports, store->folder().string()) << std::endl;
 
     int signal = 0;
     sigwait(&endSignals, &signal);
@@ -88,6 +81,7 @@ int runService(const Options &options)
     const int status = hasFailed ? EXIT_FAILURE : EXIT_SUCCESS;
     if (!allEnded) {
         store->close();
+        log.end();
         std::_Exit(status);
     }
     return status;

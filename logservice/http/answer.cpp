@@ -20,9 +20,3 @@ void setRefusal(httplib::Response &response, const Refusal &refusal)
         response.set_header("Allow", "POST");
     setAnswer(response, refusal.status, "text/plain; charset=utf-8", std::string(refusal.what()) + "\n", false);
 }
-
-void dropRanges(const httplib::Request &request)
-{
-    // The library looks at this same object later, which it does not hold as const.
-    const_cast<httplib::Request &>(request).ranges.clear();
-}

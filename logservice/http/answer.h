@@ -13,8 +13,3 @@ void setAnswer(httplib::Response &response, int status, const std::string &type,
 /// Sets the answer to a request that is not taken, and ends the connection behind it: a client whose form is wrong may
 /// have got its length wrong too, so what follows is not to be trusted.
 void setRefusal(httplib::Response &response, const Refusal &refusal);
-
-/// Takes the ranges off \a request, so that its answer is sent as a whole.
-///
-/// The HTTP library cuts any answer to them, under status 200 and without a look at the answer's size.
-void dropRanges(const httplib::Request &request);

@@ -7,18 +7,15 @@ ConnectionThreads::ConnectionThreads(std::size_t maxThreads) : maxThreads_(maxTh
     threads_.emplace_back([this] { run(); });
 }
 
-void ConnectionThreads::enqueue(std::function<void()> connection)
+ConnectionThreads::Taken ConnectionThreads::enqueue(std::function<void()> connection)
 {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    waiting_.push_back(std::move(connection));
-    if (waiting_.size() > free_ && threads_.size() < maxThreads_) {
-        try {
-            threads_.emplace_back([this] { run(); });
-        } catch (const std::system_error &) {
-            // The system allows no more: the connection waits for one of the threads that are there.
-        }
-    }
-    changed_.notify_one();
+    std::unique_lock<std::mutex> lock(mutex_);
+    next_ = std::move(connection);
+    isCrowded_ = free_ == 0 && !startThread();
+    hasCome_.notify_one();
+    wasTaken_.wait(lock, [this] { return !next_; });
+    isCrowded_ = false;
+    return Taken(true);
 }
 
 void ConnectionThreads::shutdown()
@@ -27,9 +24,21 @@ void ConnectionThreads::shutdown()
         const std::lock_guard<std::mutex> guard(mutex_);
         isEnding_ = true;
     }
-    changed_.notify_all();
+    hasCome_.notify_all();
     for (auto &thread : threads_)
         thread.join();
+}
+
+bool ConnectionThreads::startThread()
+{
+    if (threads_.size() == maxThreads_)
+        return false;
+    try {
+        threads_.emplace_back([this] { run(); });
+        return true;
+    } catch (const std::system_error &) {
+        return false; // the system allows no more
+    }
 }
 
 void ConnectionThreads::run()
@@ -37,12 +46,12 @@ void ConnectionThreads::run()
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
         ++free_;
-        changed_.wait(lock, [this] { return !waiting_.empty() || isEnding_; });
+        hasCome_.wait(lock, [this] { return next_ || isEnding_; });
         --free_;
-        if (waiting_.empty())
+        if (!next_)
             return;
-        const auto connection = std::move(waiting_.front());
-        waiting_.pop_front();
+        const auto connection = std::exchange(next_, nullptr);
+        wasTaken_.notify_one();
         lock.unlock();
         connection();
         lock.lock();

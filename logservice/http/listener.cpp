@@ -1,44 +1,104 @@
 #include "http/listener.h"
 
+#include "http/connection.h"
 #include "http/connectionthreads.h"
 
+#include <cerrno>
 #include <stdexcept>
+#include <system_error>
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
 constexpr char kHost[] = "127.0.0.1";
+constexpr char kContentType[] = "Content-Type";
+constexpr char kTakenContentType[] = "KX-Content-Type";
 
-// A thread serves one connection until it ends, and clients keep theirs open for a while. Each may have a file open;
-// the library waits by select(), which knows 1024 descriptors.
-constexpr std::size_t kConnections = 400;
+// A thread serves one connection until it ends, and clients keep theirs open for a while. With the files of their
+// uploads they have to stay well below 1024 descriptors, the usual limit.
+constexpr std::size_t kConnections = 300;
 constexpr std::size_t kRequestsPerConnection = 10000;
-constexpr std::time_t kIdleSeconds = 5;
-constexpr std::time_t kSilenceSeconds = 30; // within a request
+
+void prepare(httplib::Request &request)
+{
+    const auto type = request.get_header_value(kContentType);
+    request.headers.erase(kContentType);
+    request.headers.erase(kTakenContentType);
+    request.headers.emplace(kTakenContentType, type);
+    // The library cuts any answer to them, under status 200 and without a look at the answer's size.
+    request.ranges.clear();
+}
+
+/// The library's server, but for what a connection may take.
+class Server : public httplib::Server
+{
+public:
+    Server()
+    {
+        new_task_queue = [this] { return threads_ = new ConnectionThreads(kConnections); };
+        set_tcp_nodelay(true);
+        set_keep_alive_max_count(kRequestsPerConnection);
+    }
+
+private:
+    using Setup = std::function<void(httplib::Request &)>;
+    using Stream = httplib::Stream;
+    using Base = httplib::Server;
+
+    bool process_and_close_socket(socket_t socket) override
+    {
+        const auto isListening = [this] { return svr_sock_ != INVALID_SOCKET; };
+        Connection connection(socket, {}, [&] { return threads_->isCrowded() || !isListening(); });
+        const Setup setup = [&connection](httplib::Request &request) {
+            connection.beginBody();
+            prepare(request);
+        };
+        bool isGood = true;
+        bool isClosed = false;
+        for (auto left = kRequestsPerConnection; left > 0 && isGood && !isClosed && isListening(); --left)
+            isGood = connection.waitForRequest() &&
+                     process(&Server::process_request, connection, left == 1, isClosed, setup);
+        ::shutdown(socket, SHUT_RDWR);
+        ::close(socket);
+        return isGood;
+    }
+
+    bool process(bool (Base::*request)(Stream &, bool, bool &, const Setup &), Stream &stream, bool isLast,
+                 bool &isClosed, const Setup &setup)
+    {
+        return (this->*request)(stream, isLast, isClosed, setup);
+    }
+
+    /// Later versions of the library want to be told the addresses.
+    bool process(bool (Base::*request)(Stream &, const std::string &, int, const std::string &, int, bool, bool &,
+                                       const Setup &),
+                 Stream &stream, bool isLast, bool &isClosed, const Setup &setup)
+    {
+        return (this->*request)(stream, kHost, 0, kHost, 0, isLast, isClosed, setup);
+    }
+
+    ConnectionThreads *threads_ = nullptr; ///< the library's, there as long as it listens
+};
 
 } // namespace
 
-Listener::Listener(int port)
+Listener::Listener(int port) : server_(std::make_unique<Server>())
 {
-    server_.new_task_queue = [] { return new ConnectionThreads(kConnections); };
     // The library's own default lets two servers share a port without a word.
-    server_.set_socket_options([this](socket_t socket) {
+    server_->set_socket_options([this](socket_t socket) {
         const int yes = 1;
         ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
         listening_ = socket;
     });
-    server_.set_tcp_nodelay(true);
-    server_.set_keep_alive_max_count(kRequestsPerConnection);
-    server_.set_keep_alive_timeout(kIdleSeconds);
-    server_.set_read_timeout(kSilenceSeconds);
-    server_.set_write_timeout(kSilenceSeconds);
 
     port_ = port;
-    const bool isBound = port == 0 ? (port_ = server_.bind_to_any_port(kHost)) > 0 : server_.bind_to_port(kHost, port);
+    const bool isBound =
+        port == 0 ? (port_ = server_->bind_to_any_port(kHost)) > 0 : server_->bind_to_port(kHost, port);
     if (!isBound)
-        throw std::runtime_error("cannot listen on port " + std::to_string(port) + " of " + kHost +
-                                 ", is it in use already?");
+        throw std::runtime_error("cannot listen on port " + std::to_string(port) + " of " + kHost + ": " +
+                                 std::error_code(errno, std::generic_category()).message());
     // The library lets five connections wait; more at a time would be put off by a second and longer.
     ::listen(listening_, SOMAXCONN);
 }
@@ -54,19 +114,24 @@ void Listener::start(const std::function<void()> &failed)
     std::promise<void> end;
     end_ = end.get_future();
     thread_ = std::thread([this, failed, end = std::move(end)]() mutable {
-        server_.listen_after_bind();
+        server_->listen_after_bind();
         if (!isStopping_)
             failed();
         end.set_value();
     });
     // A server that does not run yet ignores stop().
-    while (!server_.is_running() && end_.wait_for(std::chrono::milliseconds(0)) != std::future_status::ready)
+    while (!server_->is_running() && end_.wait_for(std::chrono::milliseconds(0)) != std::future_status::ready)
         std::this_thread::yield();
 }
 
 bool Listener::stop(std::chrono::milliseconds patience)
 {
     isStopping_ = true;
-    server_.stop();
+    server_->stop();
     return end_.wait_for(patience) == std::future_status::ready;
+}
+
+std::string contentTypeOf(const httplib::Request &request)
+{
+    return request.get_header_value(kTakenContentType);
 }

@@ -19,6 +19,9 @@ public:
 
 /// Reads a multipart form strictly, in pieces of any size, holding little more than one piece in memory.
 ///
+/// Not the HTTP library's reader: that of cpp-httplib 0.11.4 loses the first part of a form whose boundary arrives in
+/// two reads, takes bytes behind the end, and does not tell an empty file name from none.
+///
 /// The form has to begin with its boundary, lines have to end in CR LF, and behind the closing boundary there may be
 /// one line end and nothing else. Everything else throws Refusal (400), and so do the parts' headers
 /// (parsePartHeader()). Which parts a form has to have is the sink's business. After any exception the reader must not

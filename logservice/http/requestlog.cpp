@@ -3,29 +3,98 @@
 #include "http/readabletext.h"
 #include "http/timestamp.h"
 
-#include <cstdio>
+#include <condition_variable>
+#include <mutex>
+
+#include <cerrno>
+
+#include <unistd.h>
 
 namespace {
 
-constexpr std::size_t kMaxAboutBytes = 80;
+// Far more than come while a reader is busy; a line has a few hundred bytes.
+constexpr std::size_t kMaxWaitingLines = 2000;
+constexpr std::chrono::milliseconds kEndPatience(500);
 
-std::string refusalText(const Refusal &refusal)
+std::string lineOf(const std::string &text)
 {
-    return "refused with " + std::to_string(refusal.status) + ": " + refusal.what();
+    return localTime() + " " + text + "\n";
+}
+
+/// Writes all of \a text unless that fails: there is nobody to tell.
+void writeAll(int descriptor, std::string_view text)
+{
+    while (!text.empty()) {
+        const auto written = ::write(descriptor, text.data(), text.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
 }
 
 } // namespace
 
-void RequestLog::writeIntake(const Intake &intake, const std::string &about, const std::string &answer)
+struct RequestLog::Queue
 {
-    const auto &record = intake.record;
-    auto line = record.kind + " " + (record.fileName ? quotedText(*record.fileName) : "-") + " " +
-                std::to_string(record.size) + " bytes from " + quotedText(about, kMaxAboutBytes) + " ";
-    if (intake.refusal)
-        line += refusalText(*intake.refusal);
-    else
-        line += "answered " + answer + (intake.storedAs.empty() ? "" : ", stored as " + intake.storedAs);
-    write(line);
+    explicit Queue(int descriptorToUse) : descriptor(descriptorToUse) {}
+
+    /// Writes what comes until the log ends.
+    void run();
+
+    const int descriptor;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::string lines; ///< those that wait
+    std::size_t count = 0;
+    std::size_t missed = 0; ///< lines that came behind them and found no room
+    bool isEnding = false;
+    bool hasEnded = false;
+};
+
+void RequestLog::Queue::run()
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    for (;;) {
+        changed.wait(lock, [this] { return count > 0 || isEnding; });
+        if (count == 0)
+            break;
+        auto text = std::move(lines);
+        if (missed > 0)
+            text += lineOf("- " + std::to_string(missed) + " lines are missing here: they were not read in time");
+        lines.clear();
+        count = 0;
+        missed = 0;
+        lock.unlock();
+        writeAll(descriptor, text);
+        lock.lock();
+    }
+    hasEnded = true;
+    changed.notify_all();
+}
+
+RequestLog::RequestLog(int descriptor)
+    : queue_(std::make_shared<Queue>(descriptor)), writer_([queue = queue_] { queue->run(); })
+{
+}
+
+RequestLog::~RequestLog()
+{
+    end();
+}
+
+void RequestLog::write(const std::string &line)
+{
+    const auto whole = lineOf(line);
+    const std::lock_guard<std::mutex> guard(queue_->mutex);
+    if (queue_->count == kMaxWaitingLines) {
+        ++queue_->missed;
+        return;
+    }
+    queue_->lines += whole;
+    ++queue_->count;
+    queue_->changed.notify_all();
 }
 
 void RequestLog::writeStray(const httplib::Request &request, const Refusal &refusal)
@@ -33,10 +102,22 @@ void RequestLog::writeStray(const httplib::Request &request, const Refusal &refu
     write("- " + quotedText(request.method + " " + request.path) + " " + refusalText(refusal));
 }
 
-void RequestLog::write(const std::string &line)
+void RequestLog::end()
 {
-    const auto whole = localTime() + " " + line + "\n";
-    const std::lock_guard<std::mutex> guard(mutex_);
-    std::fwrite(whole.data(), 1, whole.size(), stdout);
-    std::fflush(stdout);
+    if (!writer_.joinable())
+        return;
+    std::unique_lock<std::mutex> lock(queue_->mutex);
+    queue_->isEnding = true;
+    queue_->changed.notify_all();
+    const bool hasEnded = queue_->changed.wait_for(lock, kEndPatience, [this] { return queue_->hasEnded; });
+    lock.unlock();
+    if (hasEnded)
+        writer_.join();
+    else
+        writer_.detach();
+}
+
+std::string refusalText(const Refusal &refusal)
+{
+    return "refused with " + std::to_string(refusal.status) + ": " + refusal.what();
 }

@@ -1,22 +1,46 @@
 #pragma once
 
-#include "intake/intake.h"
+#include "http/refusal.h"
 
-#include <mutex>
+#include <httplib.h>
+
+#include <chrono>
+#include <memory>
 #include <string>
+#include <thread>
 
-/// Writes one flushed line per request to standard output. May be used by several threads at once.
+/// The lines about requests, written by a thread of its own, so that nobody waits for whoever reads them.
+///
+/// A reader that does not keep up misses lines; how many it missed is said where they would stand. May be used by
+/// several threads at once.
 class RequestLog
 {
 public:
-    /// An endpoint's request: time, kind, file name, size, what \a about says of user and room, answer.
-    void writeIntake(const Intake &intake, const std::string &about, const std::string &answer);
+    /// Writes to \a descriptor, which stays open.
+    explicit RequestLog(int descriptor);
 
-    /// A request that no endpoint has seen.
-    void writeStray(const httplib::Request &request, const Refusal &refusal);
+    /// Like end().
+    ~RequestLog();
 
-private:
+    RequestLog(const RequestLog &) = delete;
+    RequestLog &operator=(const RequestLog &) = delete;
+
+    /// Adds \a line with the time in front of it.
     void write(const std::string &line);
 
-    std::mutex mutex_;
+    /// Adds the line for a request that no endpoint has seen.
+    void writeStray(const httplib::Request &request, const Refusal &refusal);
+
+    /// Takes no more lines, and waits until those that are there are written; half a second at most, since the reader
+    /// may never take them.
+    void end();
+
+private:
+    struct Queue;
+
+    const std::shared_ptr<Queue> queue_; ///< shared with the thread, which may be stuck in writing when this ends
+    std::thread writer_;
 };
+
+/// Returns what the lines say of \a refusal.
+std::string refusalText(const Refusal &refusal);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "intake/documentmembers.h"
+
 #include <string>
 #include <vector>
 
@@ -16,6 +18,7 @@ struct Field
     std::string name;
     std::string storedAs; ///< name of the file in the upload's folder
     Content content;
+    std::vector<Member> members; ///< of a JSON object
 };
 
 enum class Port { Main, Report };
@@ -28,6 +31,7 @@ struct Endpoint
     Port port;
     std::vector<Field> form;        ///< the parts in the order in which they have to come; empty: the body is JSON
     std::string document;           ///< name of the file that stores a JSON body; empty for forms
+    std::vector<Member> members;    ///< of a JSON body
     std::vector<std::string> shown; ///< JSON pointers to the fields that the request log shows: who and where
 };
 

@@ -60,6 +60,9 @@ void FormBody::endPart()
         auto document = parseObject(text_);
         if (!document)
             throw Refusal(400, "the part " + quotedText(field().name) + " is not a JSON object");
+        const auto problem = problemOf(*document, field().members);
+        if (!problem.empty())
+            throw Refusal(400, "in the part " + quotedText(field().name) + " " + problem);
         record_.fields[field().name] = *std::move(document);
     }
     ++partIndex_;

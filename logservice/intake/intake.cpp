@@ -1,6 +1,7 @@
 #include "intake/intake.h"
 
 #include "http/foreignpages.h"
+#include "http/listener.h"
 #include "intake/formbody.h"
 #include "intake/jsonbody.h"
 
@@ -53,8 +54,8 @@ std::optional<Refusal> unreadable(const httplib::Request &request)
 
 } // namespace
 
-Intake takeIn(const Endpoint &endpoint, const httplib::Request &request, const std::string &contentType,
-              const httplib::ContentReader &read, UploadStore &store)
+Intake takeIn(const Endpoint &endpoint, const httplib::Request &request, const httplib::ContentReader &read,
+              UploadStore &store)
 {
     Intake intake;
     intake.record.kind = endpoint.kind;
@@ -66,7 +67,7 @@ Intake takeIn(const Endpoint &endpoint, const httplib::Request &request, const s
     std::unique_ptr<RequestBody> body;
     intake.refusal = refusalOf([&] {
         refusePagePost(request);
-        body = makeBody(endpoint, contentType, store, intake.record);
+        body = makeBody(endpoint, contentTypeOf(request), store, intake.record);
     });
 
     std::uint64_t received = 0;
@@ -89,12 +90,4 @@ void skipBody(const httplib::Request &request, const httplib::ContentReader &rea
 {
     if (!unreadable(request))
         read([](const char * /*bytes*/, std::size_t /*count*/) { return true; });
-}
-
-std::string takeContentType(const httplib::Request &request)
-{
-    auto contentType = request.get_header_value("Content-Type");
-    // The reader of the body looks at this same object, which the library itself does not hold as const.
-    const_cast<httplib::Request &>(request).headers.erase("Content-Type");
-    return contentType;
 }

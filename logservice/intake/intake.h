@@ -14,19 +14,12 @@ struct Intake
 {
     UploadRecord record;
     std::optional<Refusal> refusal; ///< absent: accepted
-    std::string storedAs;           ///< name of the upload's folder; empty when nothing was stored
+    std::string storedAs;           ///< name of the upload's folder; empty when it was refused
 };
 
 /// Reads one request to its end, whether it is taken or not: a client that still sends may not see its answer.
-///
-/// \a read is the request's body as it is on the wire (see rawBody()).
-Intake takeIn(const Endpoint &endpoint, const httplib::Request &request, const std::string &contentType,
-              const httplib::ContentReader &read, UploadStore &store);
+Intake takeIn(const Endpoint &endpoint, const httplib::Request &request, const httplib::ContentReader &read,
+              UploadStore &store);
 
 /// Reads the body of a request to its end and drops it.
 void skipBody(const httplib::Request &request, const httplib::ContentReader &read);
-
-/// Takes the content type off \a request and returns it.
-///
-/// The HTTP library parses forms by itself, and leniently; without a content type it hands out the bytes as they come.
-std::string takeContentType(const httplib::Request &request);

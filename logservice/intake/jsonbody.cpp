@@ -21,6 +21,9 @@ std::string JsonBody::finish()
     auto document = parseObject(text_);
     if (!document)
         throw Refusal(400, "the body is not a JSON object");
+    const auto problem = problemOf(*document, endpoint_.members);
+    if (!problem.empty())
+        throw Refusal(400, problem);
     record_.fields = *std::move(document);
 
     const auto upload = store_.begin();

@@ -1,14 +1,18 @@
 #include "intake/routes.h"
 
 #include "http/answer.h"
-#include "page/pageroutes.h"
+#include "http/readabletext.h"
+#include "intake/intake.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace {
 
 // No route matches by it, so any path has to: the dot would leave out line ends.
 constexpr char kAnyPath[] = R"([\s\S]*)";
+
+constexpr std::size_t kMaxAboutBytes = 80; // of what a line says of user and room
 
 bool isEndpoint(Port port, const std::string &path)
 {
@@ -29,24 +33,36 @@ Refusal libraryRefusal(int status)
     case 414:
         return {status, "the request line is too long"};
     case 400:
-        return {status, "the request line or a header cannot be read"};
+        return {status, "the request line or a header cannot be read, or there are too many"};
     default:
         return {status, "the request cannot be answered"};
     }
+}
+
+/// What the request log says of \a intake: kind, file name, size, what \a about says of user and room, and what became
+/// of it.
+std::string lineOf(const Intake &intake, const std::string &about, const std::string &answer)
+{
+    const auto &record = intake.record;
+    const auto line = record.kind + " " + (record.fileName ? quotedText(*record.fileName) : "-") + " " +
+                      std::to_string(record.size) + " bytes from " + quotedText(about, kMaxAboutBytes) + " ";
+    return line +
+           (intake.refusal ? refusalText(*intake.refusal) : "answered " + answer + ", stored as " + intake.storedAs);
 }
 
 void addEndpoint(httplib::Server &server, const Endpoint &endpoint, const RouteContext &context)
 {
     server.Post(endpoint.path, [&endpoint, context](const httplib::Request &request, httplib::Response &response,
                                                     const httplib::ContentReader &read) {
-        const auto contentType = takeContentType(request);
-        const auto intake = takeIn(endpoint, request, contentType, read, context.store);
+        const auto intake = takeIn(endpoint, request, read, context.store);
         const auto answer = "{\"Code\":" + std::to_string(context.code) + "}";
-        context.log.writeIntake(intake, summary(intake.record, endpoint.shown), answer);
+        const auto shown = (context.status == 200 ? "" : std::to_string(context.status) + " ") + answer;
+        context.log.write(lineOf(intake, summary(intake.record, endpoint.shown), shown));
+        std::this_thread::sleep_for(context.delay);
         if (intake.refusal)
             setRefusal(response, *intake.refusal);
         else
-            setAnswer(response, 200, "application/json", answer, true);
+            setAnswer(response, context.status, "application/json", answer, true);
     });
 }
 
@@ -58,18 +74,10 @@ void addRoutes(httplib::Server &server, Port port, const RouteContext &context)
         if (endpoint.port == port)
             addEndpoint(server, endpoint, context);
     }
-    if (port == Port::Main)
-        addPageRoutes(server, context);
-
-    server.set_pre_routing_handler([](const httplib::Request &request, httplib::Response & /*response*/) {
-        dropRanges(request);
-        return httplib::Server::HandlerResponse::Unhandled;
-    });
 
     // Left to itself, the library would read the whole body of a stray upload into memory.
     const auto refuseWithBody = [port, context](const httplib::Request &request, httplib::Response &response,
                                                 const httplib::ContentReader &read) {
-        takeContentType(request);
         skipBody(request, read);
         const auto refusal = strayRefusal(port, request.path);
         context.log.writeStray(request, refusal);
@@ -85,7 +93,6 @@ void addRoutes(httplib::Server &server, Port port, const RouteContext &context)
                                                                         httplib::Response &response) {
         if (response.has_header("Content-Type"))
             return httplib::Server::HandlerResponse::Unhandled;
-        dropRanges(request);
         const auto refusal =
             response.status == 404 ? strayRefusal(port, request.path) : libraryRefusal(response.status);
         context.log.writeStray(request, refusal);

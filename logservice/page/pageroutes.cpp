@@ -39,7 +39,7 @@ void answerPage(const httplib::Request &request, httplib::Response &response, co
 {
     UploadPage page;
     page.origin = context.origin;
-    page.stores = context.index != nullptr;
+    page.stores = true;
     for (const auto &endpoint : endpoints())
         page.kinds.push_back(endpoint.kind);
     const auto kind = request.get_param_value("kind");
@@ -50,8 +50,8 @@ void answerPage(const httplib::Request &request, httplib::Response &response, co
         throw Refusal(400, "the text to look for is longer than " + std::to_string(kMaxQueryTextBytes) + " bytes");
     page.query.before = parseUploadId(request.get_param_value("before"));
     if (page.stores) {
-        page.matches = context.index->find(page.query);
-        page.storedCount = context.index->storedCount();
+        page.matches = context.index.find(page.query);
+        page.storedCount = context.index.storedCount();
     }
 
     setGuards(response, "default-src 'none'; style-src 'self'; img-src data:; form-action 'self'; base-uri 'none'; "
@@ -135,7 +135,7 @@ void addPageRoutes(httplib::Server &server, const RouteContext &context)
                                                                 httplib::Response &response) {
         answerOrRefuse(request, response, context.log, [&] {
             const auto id = parseUploadId(request.matches[1].str());
-            const auto upload = id && context.index ? context.index->find(*id) : std::nullopt;
+            const auto upload = id ? context.index.find(*id) : std::nullopt;
             if (!upload)
                 throw Refusal(404, "there is no such upload");
             const bool isFields = request.matches[2] == "fields";

@@ -27,7 +27,7 @@ public:
     virtual void write(std::string_view bytes) = 0;
     virtual void endFile() = 0;
 
-    /// Keeps the upload and returns the name under which it is found, empty when there is none.
+    /// Keeps the upload and returns the name under which it is found.
     virtual std::string finish(const UploadRecord &record) = 0;
 };
 
@@ -42,6 +42,3 @@ public:
     /// Gives up the uploads that are still coming in: they leave nothing behind, and none is finished any more.
     virtual void close() noexcept = 0;
 };
-
-/// Returns a store that keeps nothing.
-std::unique_ptr<UploadStore> makeDiscardingStore();

@@ -4,10 +4,13 @@
 
 #include <chrono>
 #include <future>
+#include <mutex>
+#include <set>
+#include <thread>
 
 namespace {
 
-constexpr std::chrono::seconds kPatience(20);
+constexpr int kPatienceMs = 20000;
 
 /// A connection that lasts until it is told to end.
 struct Connection
@@ -24,7 +27,10 @@ struct Connection
             mayEnd.wait();
         };
     }
-    bool waitUntilServed() const { return hasBegun.wait_for(kPatience) == std::future_status::ready; }
+    bool waitUntilServed() const
+    {
+        return hasBegun.wait_for(std::chrono::milliseconds(kPatienceMs)) == std::future_status::ready;
+    }
 };
 
 } // namespace
@@ -34,28 +40,56 @@ class TestConnectionThreads : public QObject
     Q_OBJECT
 
 private slots:
-    void letsAConnectionWaitWhenAllThreadsAreBusy();
+    void holdsUpWhoeverAcceptsWhenAllThreadsAreBusy();
+    void startsNoThreadWhileOneIsFree();
 };
 
-void TestConnectionThreads::letsAConnectionWaitWhenAllThreadsAreBusy()
+void TestConnectionThreads::holdsUpWhoeverAcceptsWhenAllThreadsAreBusy()
 {
     Connection first;
     Connection second;
     Connection third;
     ConnectionThreads threads(2);
-    for (auto *connection : {&first, &second, &third})
-        threads.enqueue(connection->work());
-    const bool areTwoServed = first.waitUntilServed() && second.waitUntilServed();
-    // With a thread too many, it would be served about as soon as the two.
-    const bool isThirdWaiting = third.hasBegun.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout;
+    threads.enqueue(first.work());
+    threads.enqueue(second.work());
+    QVERIFY(first.waitUntilServed());
+    QVERIFY(second.waitUntilServed());
+    QVERIFY(!threads.isCrowded());
+
+    auto accepting = std::async(std::launch::async, [&] { threads.enqueue(third.work()); });
+    const bool isCrowded = QTest::qWaitFor([&] { return threads.isCrowded(); }, kPatienceMs);
+    const bool isHeldUp = accepting.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout;
     second.end.set_value();
     const bool isThirdServed = third.waitUntilServed();
+    accepting.get();
+    const bool isCrowdedAtTheEnd = threads.isCrowded();
     first.end.set_value();
     third.end.set_value();
     threads.shutdown();
-    QVERIFY(areTwoServed);
-    QVERIFY(isThirdWaiting);
+    QVERIFY(isCrowded);
+    QVERIFY(isHeldUp);
     QVERIFY(isThirdServed);
+    QVERIFY(!isCrowdedAtTheEnd);
+}
+
+void TestConnectionThreads::startsNoThreadWhileOneIsFree()
+{
+    std::mutex mutex;
+    std::set<std::thread::id> seen;
+    ConnectionThreads threads(50);
+    for (int i = 0; i < 50; ++i) {
+        std::promise<void> done;
+        threads.enqueue([&] {
+            const std::lock_guard<std::mutex> guard(mutex);
+            seen.insert(std::this_thread::get_id());
+            done.set_value();
+        });
+        done.get_future().wait();
+        // A thread needs a moment from the end of its connection until it is free.
+        QTest::qWait(2);
+    }
+    threads.shutdown();
+    QVERIFY2(seen.size() < 10, QByteArray::number(int(seen.size())).constData());
 }
 
 QTEST_GUILESS_MAIN(TestConnectionThreads)

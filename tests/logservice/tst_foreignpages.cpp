@@ -49,6 +49,7 @@ void TestForeignPages::refusesOtherNames_data()
          {"", "x", "example.com", "example.com:8700", "127.0.0.1.example.com", "localhost.example.com",
           "example.com:localhost", "127.0.0.2", "127x0.0.1", "localhost:", "localhost:x", "::1"})
         QTest::newRow(host) << QByteArray("Host: ") + host + "\r\n";
+    QTest::newRow("long port") << QByteArray("Host: localhost:123456\r\n");
     QTest::newRow("none") << QByteArray();
     QTest::newRow("two") << QByteArray("Host: localhost\r\nHost: example.com\r\n");
     QTest::newRow("long") << "Host: localhost:" + QByteArray(8000, '1') + "\r\n";

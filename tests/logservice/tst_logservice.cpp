@@ -2,6 +2,7 @@
 #include "storedfiles.h"
 #include "support/files/fileio.h"
 #include "support/server/rawclient.h"
+#include "support/wire/documents.h"
 #include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
@@ -48,9 +49,10 @@ void TestLogService::storesWhatEachEndpointTakes_data()
     QTest::addColumn<QMap<QString, QByteArray>>("files");
     QTest::addColumn<QByteArray>("line");
 
-    const QByteArray json("{\n    \"LogTitle\": \"kx_error\",\n    \"UserSid\": \"42\",\n    \"user_id\": \"42\"\n}\n");
-    const QByteArray base(R"({"namespace":"demo","nickname":"ann","sdk":5,"user_id":"42","version":"1"})");
-    const QByteArray info(R"({"info":[]})");
+    const QByteArray error = errorDocument();
+    const QByteArray report = reportDocument();
+    const QByteArray base = crashBase();
+    const QByteArray info = crashInfo();
     const QMap<QString, QByteArray> logFiles = {{QStringLiteral("room.txt"), "nickname-ann.userid-42."},
                                                 {QStringLiteral("namespace.txt"), "demo"},
                                                 {QStringLiteral("file.bin"), "bytes"}};
@@ -73,16 +75,30 @@ void TestLogService::storesWhatEachEndpointTakes_data()
     QTest::newRow("uploadrequest") << false << kRequestFilePath << formType() << logForm("a.log", "bytes")
                                    << QStringLiteral("000001-uploadrequest") << logFiles
                                    << " uploadrequest" + logLine + "000001-uploadrequest\n";
-    QTest::newRow("error") << false << kErrorPath << QByteArray("application/json") << json
+    QTest::newRow("error") << false << kErrorPath << QByteArray("application/json") << error
                            << QStringLiteral("000001-error")
-                           << QMap<QString, QByteArray>{{QStringLiteral("error.json"), json}}
-                           << " error - " + QByteArray::number(json.size()) +
-                                  " bytes from \"42\" answered {\"Code\":0}, stored as 000001-error\n";
-    QTest::newRow("report") << true << kReportPath << QByteArray("application/json") << json
+                           << QMap<QString, QByteArray>{{QStringLiteral("error.json"), error}}
+                           << " error - " + QByteArray::number(error.size()) +
+                                  " bytes from \"42 ann 101\" answered {\"Code\":0}, stored as 000001-error\n";
+    QTest::newRow("report") << true << kReportPath << QByteArray("application/json") << report
                             << QStringLiteral("000001-report")
-                            << QMap<QString, QByteArray>{{QStringLiteral("report.json"), json}}
-                            << " report - " + QByteArray::number(json.size()) +
-                                   " bytes from \"42 kx_error\" answered {\"Code\":0}, stored as 000001-report\n";
+                            << QMap<QString, QByteArray>{{QStringLiteral("report.json"), report}}
+                            << " report - " + QByteArray::number(report.size()) +
+                                   " bytes from \"42 101 kx_error\" answered {\"Code\":0}, stored as 000001-report\n";
+    // The least that an error report says, and more than is known of a report.
+    const QByteArray least(R"({"message":"","namespace":"kavri","sdk":"5","type":-1})");
+    QTest::newRow("least error") << false << kErrorPath << QByteArray("application/json") << least
+                                 << QStringLiteral("000001-error")
+                                 << QMap<QString, QByteArray>{{QStringLiteral("error.json"), least}}
+                                 << QByteArray(" bytes from \"\" answered {\"Code\":0}, stored as 000001-error\n");
+    QByteArray members;
+    for (int i = 0; i < 50000; ++i)
+        members += (i > 0 ? ",\"" : "\"") + QByteArray::number(i) + "\":{}";
+    const QByteArray most = reportDocument().replace("{\n", "{\n\"a\":{" + members + "},\n");
+    QTest::newRow("large report") << true << kReportPath << QByteArray("application/json") << most
+                                  << QStringLiteral("000001-report")
+                                  << QMap<QString, QByteArray>{{QStringLiteral("report.json"), most}}
+                                  << QByteArray(" bytes from \"42 101 kx_error\" answered {\"Code\":0}, stored as ");
     QTest::newRow("empty file") << false << kLogFilePath << formType() << logForm("a.log", "")
                                 << QStringLiteral("000001-logfile")
                                 << QMap<QString, QByteArray>{{QStringLiteral("room.txt"), "nickname-ann.userid-42."},
@@ -172,7 +188,7 @@ void TestLogService::describesAnUploadInItsIndex()
 
 void TestLogService::describesAReportInItsIndex()
 {
-    const QByteArray report(R"({"Level":2,"UserSid":"42"})");
+    const QByteArray report = reportDocument();
     QCOMPARE(RawClient::ask(service().reportPort(), post(kReportPath, "application/json", report)).status, 200);
     auto index = QJsonDocument::fromJson(readFile(stored(QStringLiteral("000001-report/upload.json")))).object();
     index.remove(QStringLiteral("time"));

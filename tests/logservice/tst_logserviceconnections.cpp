@@ -35,6 +35,7 @@ private slots:
     void holdsNoFileInMemory();
     void abortedUploadLeavesNothing();
     void endsAtOnceWhileAnUploadIsSilent();
+    void answersWhileNobodyReadsItsLines();
 };
 
 void TestLogServiceConnections::takesSeveralRequestsOnOneConnection()
@@ -149,6 +150,17 @@ void TestLogServiceConnections::endsAtOnceWhileAnUploadIsSilent()
     QVERIFY2(timer.elapsed() < 15000, QByteArray::number(timer.elapsed()).constData());
     QCOMPARE(tree(folder()), QStringList());
     QVERIFY(service().start(LogServiceProcess::onFreePorts(folder())));
+}
+
+void TestLogServiceConnections::answersWhileNobodyReadsItsLines()
+{
+    // Three times what a pipe holds.
+    const QByteArray request = post(kLogFilePath, formType(), logForm(QByteArray(100, 'n'), "bytes"));
+    RawClient client(service().port());
+    for (int i = 0; i < 900; ++i) {
+        QVERIFY(client.send(request));
+        QCOMPARE(client.receiveAnswer().status, 200);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestLogServiceConnections)

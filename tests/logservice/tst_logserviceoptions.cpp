@@ -1,10 +1,14 @@
 #include "support/server/rawclient.h"
 #include "support/tool/logserviceprocess.h"
+#include "support/wire/documents.h"
 #include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
+
+#include <memory>
+#include <vector>
 
 #include <sys/stat.h>
 
@@ -16,6 +20,8 @@ const QString kNoReport = QStringLiteral("--no-report");
 const QString kDir = QStringLiteral("--dir");
 const QString kCode = QStringLiteral("--code");
 const QString kKeep = QStringLiteral("--keep");
+const QString kStatus = QStringLiteral("--status");
+const QString kDelay = QStringLiteral("--delay");
 const QString kAny = QStringLiteral("0");
 
 QByteArray logRequest()
@@ -46,7 +52,9 @@ private slots:
     void answersTheGivenCode_data();
     void answersTheGivenCode();
     void keepsTheNewestUploads();
-    void discardsWithoutAFolder();
+    void answersWithTheGivenStatus_data();
+    void answersWithTheGivenStatus();
+    void waitsBeforeEachAnswer();
 };
 
 void TestLogServiceOptions::explainsItself()
@@ -55,7 +63,7 @@ void TestLogServiceOptions::explainsItself()
     QCOMPARE(service.run({QStringLiteral("--help")}), 0);
     const QByteArray text = service.requestLines();
     for (const char *part : {"--port", "8700", "--report-port", "21999", "--no-report", "--dir", "--code", "--keep",
-                             "--discard", "Example", "not for production", "http://127.0.0.1:8700/,"})
+                             "--status", "--delay", "Example", "not for production", "http://127.0.0.1:8700/,"})
         QVERIFY2(text.contains(part), part);
     QCOMPARE(service.errorText(), QByteArray());
 }
@@ -66,7 +74,7 @@ void TestLogServiceOptions::refusesWrongArguments_data()
     QTest::newRow("unknown option") << QStringList({QStringLiteral("--nope")});
     QTest::newRow("stray word") << QStringList({QStringLiteral("start")});
     QTest::newRow("empty word") << QStringList({QString()});
-    for (const QString &option : {kPort, kReportPort, kCode, kKeep}) {
+    for (const QString &option : {kPort, kReportPort, kCode, kKeep, kStatus, kDelay}) {
         const QByteArray name = option.toLatin1();
         QTest::newRow(name + " without value") << QStringList({option});
         QTest::newRow(name + " empty") << QStringList({option, QString()});
@@ -80,6 +88,10 @@ void TestLogServiceOptions::refusesWrongArguments_data()
         QTest::newRow(option.toLatin1() + " no port") << QStringList({option, QStringLiteral("65536")});
     }
     QTest::newRow("keep none") << QStringList({kKeep, QStringLiteral("0")});
+    for (const char *status : {"-1", "0", "100", "199", "600"})
+        QTest::newRow(QByteArray("status ") + status) << QStringList({kStatus, QLatin1String(status)});
+    QTest::newRow("delay negative") << QStringList({kDelay, QStringLiteral("-1")});
+    QTest::newRow("delay too long") << QStringList({kDelay, QStringLiteral("600001")});
     QTest::newRow("dir without value") << QStringList({kDir});
     QTest::newRow("dir empty") << QStringList({kDir, QString()});
 }
@@ -125,8 +137,8 @@ void TestLogServiceOptions::listensOnTheGivenPorts()
     QCOMPARE(service.port(), port);
     QCOMPARE(service.reportPort(), reportPort);
     QCOMPARE(RawClient::ask(port, logRequest()).status, 200);
-    QCOMPARE(RawClient::ask(reportPort, post(kReportPath, "application/json", "{}")).status, 200);
-    QCOMPARE(RawClient::ask(port, post(kReportPath, "application/json", "{}")).status, 404);
+    QCOMPARE(RawClient::ask(reportPort, post(kReportPath, "application/json", reportDocument())).status, 200);
+    QCOMPARE(RawClient::ask(port, post(kReportPath, "application/json", reportDocument())).status, 404);
     QCOMPARE(RawClient::ask(reportPort, logRequest()).status, 404);
 }
 
@@ -263,7 +275,7 @@ void TestLogServiceOptions::answersTheGivenCode()
     const QByteArray expected = "{\"Code\":" + code.toLatin1() + "}";
     for (const RawAnswer &answer :
          {RawClient::ask(service.port(), logRequest()),
-          RawClient::ask(service.reportPort(), post(kReportPath, "application/json", "{}"))}) {
+          RawClient::ask(service.reportPort(), post(kReportPath, "application/json", reportDocument()))}) {
         QCOMPARE(answer.status, 200);
         QCOMPARE(answer.body, expected);
     }
@@ -282,19 +294,59 @@ void TestLogServiceOptions::keepsTheNewestUploads()
              (QStringList{QStringLiteral("000002-logfile"), QStringLiteral("000003-logfile")}));
 }
 
-void TestLogServiceOptions::discardsWithoutAFolder()
+void TestLogServiceOptions::answersWithTheGivenStatus_data()
 {
+    QTest::addColumn<int>("status");
+    QTest::newRow("created") << 201;
+    QTest::newRow("redirect") << 302;
+    QTest::newRow("not found") << 404;
+    QTest::newRow("too large") << 413;
+    QTest::newRow("overloaded") << 503;
+}
+
+void TestLogServiceOptions::answersWithTheGivenStatus()
+{
+    QFETCH(int, status);
     QTemporaryDir folder;
-    const QString inner = folder.filePath(QStringLiteral("inner"));
     LogServiceProcess service;
-    QVERIFY(service.start(LogServiceProcess::onFreePorts(inner) + QStringList({QStringLiteral("--discard")})));
-    QVERIFY2(service.readyLine().endsWith("), storing nothing\n"), service.readyLine().constData());
-    QCOMPARE(RawClient::ask(service.port(), logRequest()).body, QByteArray("{\"Code\":0}"));
+    QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path()) +
+                          QStringList({kStatus, QString::number(status), kCode, QStringLiteral("3")})));
+    for (const RawAnswer &answer :
+         {RawClient::ask(service.port(), logRequest()),
+          RawClient::ask(service.reportPort(), post(kReportPath, "application/json", reportDocument()))}) {
+        QCOMPARE(answer.status, status);
+        QCOMPARE(answer.body, QByteArray("{\"Code\":3}"));
+    }
+    QVERIFY(QFile::exists(folder.filePath(QStringLiteral("000002-report"))));
+    QVERIFY(service.waitForRequestLine(" answered " + QByteArray::number(status) +
+                                       " {\"Code\":3}, stored as 000002-report\n"));
+    // What is wrong stays wrong.
     QCOMPARE(RawClient::ask(service.port(), post(kLogFilePath, formType(), "x")).status, 400);
-    QVERIFY(service.waitForRequestLine(" logfile \"a.log\" 5 bytes from \"nickname-ann.userid-42.\" answered "
-                                       "{\"Code\":0}\n"));
-    QCOMPARE(service.stop(), 0);
-    QVERIFY(!QFile::exists(inner));
+}
+
+void TestLogServiceOptions::waitsBeforeEachAnswer()
+{
+    constexpr int kDelayMs = 700;
+    QTemporaryDir folder;
+    LogServiceProcess service;
+    QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path()) +
+                          QStringList({kDelay, QString::number(kDelayMs)})));
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(RawClient::ask(service.port(), logRequest()).status, 200);
+    QVERIFY2(timer.restart() >= kDelayMs, "an upload");
+    QCOMPARE(RawClient::ask(service.port(), post(kLogFilePath, formType(), "x")).status, 400);
+    QVERIFY2(timer.restart() >= kDelayMs, "a refused upload");
+
+    // Clients wait beside each other.
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < 20; ++i) {
+        clients.push_back(std::make_unique<RawClient>(service.port()));
+        QVERIFY(clients.back()->send(logRequest()));
+    }
+    for (auto &client : clients)
+        QCOMPARE(client->receiveAnswer().status, 200);
+    QVERIFY2(timer.elapsed() < 10 * kDelayMs, QByteArray::number(timer.elapsed()).constData());
 }
 
 QTEST_GUILESS_MAIN(TestLogServiceOptions)

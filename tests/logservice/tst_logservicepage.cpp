@@ -2,6 +2,7 @@
 #include "storedfiles.h"
 #include "support/files/fileio.h"
 #include "support/server/rawclient.h"
+#include "support/wire/documents.h"
 #include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
@@ -47,7 +48,6 @@ private slots:
     void endsTheConnectionBehindAGetWithABody();
     void keepsTheConnectionOpenOtherwise();
     void hasNoPageOnTheReportPort();
-    void saysThatItStoresNothing();
     void listensOnLoopbackOnly();
 
 private:
@@ -198,7 +198,7 @@ void TestLogServicePage::offersDownloads()
 
 void TestLogServicePage::servesFieldsAndDocuments()
 {
-    const QByteArray document = "{\"username\":\"<b>ann</b>\", \"type\":3}";
+    const QByteArray document = errorDocument().replace("no route", "<b>no</b> route");
     QCOMPARE(post(kErrorPath, "application/json", document).status, 200);
     QCOMPARE(upload("a.log", "bytes").status, 200);
     const RawAnswer body = get("/uploads/000001-error/file");
@@ -354,14 +354,6 @@ void TestLogServicePage::keepsTheConnectionOpenOtherwise()
 void TestLogServicePage::hasNoPageOnTheReportPort()
 {
     QCOMPARE(RawClient::ask(service().reportPort(), request("GET", "/")).status, 404);
-}
-
-void TestLogServicePage::saysThatItStoresNothing()
-{
-    QCOMPARE(service().stop(), 0);
-    QVERIFY(service().start(LogServiceProcess::onFreePorts(folder()) << QStringLiteral("--discard")));
-    QVERIFY(get("/").body.contains("--discard"));
-    QCOMPARE(get("/uploads/000001-logfile/file").status, 404);
 }
 
 void TestLogServicePage::listensOnLoopbackOnly()

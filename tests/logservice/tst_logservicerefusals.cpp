@@ -1,5 +1,6 @@
 #include "support/server/rawclient.h"
 #include "support/tool/logserviceprocess.h"
+#include "support/wire/documents.h"
 #include "support/wire/endpoints.h"
 #include "support/wire/multipartform.h"
 
@@ -27,6 +28,8 @@ private slots:
     void refusesMalformedForms();
     void refusesMalformedJson_data();
     void refusesMalformedJson();
+    void refusesOtherDocuments_data();
+    void refusesOtherDocuments();
     void refusesStrayRequests_data();
     void refusesStrayRequests();
     void refusesUnreadableBodies_data();
@@ -116,14 +119,22 @@ void TestLogServiceRefusals::refusesMalformedForms_data()
     add("text part too long", formType(), form({textPart("room", QByteArray(9000000, 'x')), space, file}),
         "the part \"room\" is longer than 8388608 bytes");
 
-    const QByteArray base = textPart("base", "{}");
-    const QByteArray info = textPart("info", "{\"info\":[]}");
+    const QByteArray base = textPart("base", crashBase());
+    const QByteArray info = textPart("info", crashInfo());
     const auto addCrash = [](const char *row, const QList<QByteArray> &parts, const QByteArray &reason) {
         QTest::newRow(row) << kCrashPath << formType() << form(parts) << reason;
     };
     addCrash("crash with a log's parts", {room, space, file}, "the part \"room\" is unknown here");
     addCrash("crash without info", {base, file}, "the part \"file\" comes where \"info\" has to be");
     addCrash("crash with text as base", {textPart("base", "x"), info, file}, "the part \"base\" is not a JSON object");
+    addCrash("crash with an empty base", {textPart("base", "{}"), info, file},
+             "in the part \"base\" the member \"namespace\" is missing");
+    addCrash("crash with a number for a text", {textPart("base", crashBase().replace("\"42\"", "42")), info, file},
+             "in the part \"base\" the member \"user_id\" is not a text");
+    addCrash("crash with an empty info", {base, textPart("info", "{}"), file},
+             "in the part \"info\" the member \"info\" is missing");
+    addCrash("crash with a room without id", {base, textPart("info", R"({"info":[{"room_name":"x"}]})"), file},
+             "in the part \"info\" the member \"info\" is not a list of rooms");
     addCrash("crash with an array as info", {base, textPart("info", "[]"), file},
              "the part \"info\" is not a JSON object");
     for (const QByteArray &path : {kCrashPath, kProducerPath, kRequestFilePath})
@@ -170,6 +181,43 @@ void TestLogServiceRefusals::refusesMalformedJson()
         QCOMPARE(answer.body, QByteArray("the body is not a JSON object\n"));
         QCOMPARE(answer.status, 400);
     }
+}
+
+void TestLogServiceRefusals::refusesOtherDocuments_data()
+{
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<QByteArray>("document");
+    QTest::addColumn<QByteArray>("reason");
+    const auto add = [](const char *row, const QByteArray &path, const QByteArray &document, const QByteArray &reason) {
+        QTest::newRow(row) << path << document << reason;
+    };
+    add("empty report", kReportPath, "{}", "the member \"AppKey\" is missing");
+    add("report without level", kReportPath, reportDocument().replace("\"Level\"", "\"level\""),
+        "the member \"Level\" is missing");
+    add("error sent as report", kReportPath, errorDocument(), "the member \"AppKey\" is missing");
+    add("text for a number", kReportPath, reportDocument().replace(": 5,", ": \"5\","),
+        "the member \"Level\" is not a whole number");
+    add("fraction", kReportPath, reportDocument().replace(": 5,", ": 5.5,"),
+        "the member \"Level\" is not a whole number");
+    add("null for a text", kReportPath, reportDocument().replace("\"42\"", "null"),
+        "the member \"UserSid\" is not a text");
+    add("object for a text", kReportPath, reportDocument().replace("\"mac\"", "{}"), "the member \"OS\" is not a text");
+    add("empty error", kErrorPath, "{}", "the member \"message\" is missing");
+    add("number for a text in an error", kErrorPath, errorDocument().replace("\"5\"", "5"),
+        "the member \"sdk\" is not a text");
+    add("wrong type of what need not be there", kErrorPath, errorDocument().replace("\"role\": 0", "\"role\": true"),
+        "the member \"role\" is not a whole number");
+}
+
+void TestLogServiceRefusals::refusesOtherDocuments()
+{
+    QFETCH(QByteArray, path);
+    QFETCH(QByteArray, document);
+    QFETCH(QByteArray, reason);
+    const auto port = path == kReportPath ? service_.reportPort() : service_.port();
+    const RawAnswer answer = RawClient::ask(port, post(path, "application/json", document));
+    QCOMPARE(answer.body, reason + "\n");
+    QCOMPARE(answer.status, 400);
 }
 
 void TestLogServiceRefusals::refusesStrayRequests_data()
@@ -274,7 +322,8 @@ void TestLogServiceRefusals::survivesBrokenHttp_data()
     QTest::newRow("other version") << QByteArray("GET / HTTP/7\r\n\r\n") << 400;
     QTest::newRow("long request line") << requestHead("POST", "/" + QByteArray(100000, 'x'), "") << 414;
     QTest::newRow("long header") << requestHead("POST", kLogFilePath, "X: " + QByteArray(1000000, 'x') + "\r\n") << 400;
-    QTest::newRow("many headers") << requestHead("GET", "/nope", QByteArray("X: y\r\n").repeated(20000)) << 404;
+    QTest::newRow("many headers") << requestHead("GET", "/nope", QByteArray("X: y\r\n").repeated(90)) << 404;
+    QTest::newRow("too many headers") << requestHead("GET", "/nope", QByteArray("X: y\r\n").repeated(20000)) << 400;
 }
 
 void TestLogServiceRefusals::survivesBrokenHttp()
