@@ -35,6 +35,10 @@ int main(int argc, char *argv[])
     endProcessAfter(kLastResortSeconds);
     secureStandardStreams();
     const QCoreApplication application(argc, argv);
+#ifdef Q_OS_MACOS
+    // In a client's bundle Qt would find the client's name, and the logs would be below the client's preferences.
+    QCoreApplication::setApplicationName(QStringLiteral("KxLogReport"));
+#endif
 
     // Without a backslash, as on every system but one, this is the executable's own path: the directory change fails,
     // which is deliberate, and the current directory stays the client's.

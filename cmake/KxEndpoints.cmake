@@ -11,6 +11,7 @@ set(KX_ERROR_GATEWAY_URL "http://127.0.0.1:8700" CACHE STRING
     "Scheme and host, with a port where it is not the scheme's own, of the error gateway")
 
 set(kx_host_pattern "([A-Za-z0-9]([A-Za-z0-9.-]*[A-Za-z0-9])?|\\[[0-9A-Fa-f:.]+\\])")
+set(kx_loopback_pattern "^https?://(127\\.[0-9]+\\.[0-9]+\\.[0-9]+|localhost|\\[::1\\])(:|/|$)")
 
 # kx_check_url(<variable> <pattern behind scheme and host> <what is expected>)
 function(kx_check_url variable rest expected)
@@ -24,7 +25,7 @@ function(kx_check_url variable rest expected)
             message(FATAL_ERROR "${variable} is '${url}', its port is not between 1 and 65535")
         endif()
     endif()
-    if(url MATCHES "^http://" AND NOT url MATCHES "^http://(127\\.[0-9]+\\.[0-9]+\\.[0-9]+|localhost|\\[::1\\])(:|/|$)")
+    if(url MATCHES "^http://" AND NOT url MATCHES "${kx_loopback_pattern}")
         message(WARNING "${variable} is '${url}': logs would leave this machine unencrypted")
     endif()
 endfunction()
@@ -37,6 +38,19 @@ kx_check_url(KX_REPORT_API_URL ""
     "http(s)://HOST without port, path or trailing slash")
 kx_check_url(KX_ERROR_GATEWAY_URL "(:[0-9]+)?"
     "http(s)://HOST[:PORT] without path or trailing slash")
+
+set(kx_endpoints KX_LOG_SERVICE_URL KX_PRODUCER_URL KX_REPORT_API_URL KX_ERROR_GATEWAY_URL)
+set(kx_loopback_endpoints ${kx_endpoints})
+foreach(endpoint IN LISTS kx_endpoints)
+    message(STATUS "${endpoint}: ${${endpoint}}")
+    if(NOT ${endpoint} MATCHES "${kx_loopback_pattern}")
+        list(REMOVE_ITEM kx_loopback_endpoints ${endpoint})
+    endif()
+endforeach()
+if(kx_loopback_endpoints AND NOT kx_loopback_endpoints STREQUAL kx_endpoints)
+    list(JOIN kx_loopback_endpoints ", " kx_left)
+    message(WARNING "Some addresses are real, others stay on the machine that runs the tool: ${kx_left}")
+endif()
 
 configure_file("${PROJECT_SOURCE_DIR}/cmake/kxendpoints.h.in"
                "${PROJECT_BINARY_DIR}/generated/kxendpoints.h" @ONLY)

@@ -4,6 +4,14 @@
 option(KX_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 set(KX_SANITIZERS "" CACHE STRING "Sanitizers to build with, for example address,undefined")
 
+# kx_use_filesystem(): what is built in this folder needs std::filesystem, which macOS has from 10.15 on. Nothing that is
+# shipped does.
+macro(kx_use_filesystem)
+    if(CMAKE_OSX_DEPLOYMENT_TARGET VERSION_LESS 10.15)
+        set(CMAKE_OSX_DEPLOYMENT_TARGET 10.15)
+    endif()
+endmacro()
+
 # kx_configure_target(<target>): language level, warnings and sanitizers.
 function(kx_configure_target target)
     target_compile_features(${target} PUBLIC cxx_std_17)
