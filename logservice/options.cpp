@@ -43,6 +43,8 @@ Options parseOptions(const std::vector<std::string> &arguments)
                 throw UsageError("option --dir needs the name of a folder");
         } else if (option == "--code") {
             options.code = number(option, value(), std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
+        } else if (option == "--keep") {
+            options.keep = static_cast<std::size_t>(number(option, value(), 1, std::numeric_limits<int>::max()));
         } else if (option == "--discard") {
             options.discards = true;
         } else if (option == "--help" || option == "-h") {
@@ -67,6 +69,7 @@ It listens on 127.0.0.1 only and runs until it is interrupted (Ctrl+C).
   --no-report      do not listen on the report port
   --dir FOLDER     store below FOLDER, made when missing (default ./kxlogservice-data)
   --code N         answer {"Code":N} to what is accepted (default 0)
+  --keep N         remove the oldest uploads as new ones arrive, so that the newest N stay (default: all stay)
   --discard        read and check everything, store nothing
   --help           print this text
 

@@ -12,6 +12,7 @@ struct Options
     bool takesReports = true;                 ///< listens on the report port at all
     std::string folder = "kxlogservice-data"; ///< uploads are stored below it
     int code = 0;                             ///< answered as "Code" to every accepted request
+    std::size_t keep = 0;                     ///< the newest uploads that stay; 0: all
     bool discards = false;                    ///< reads and checks requests, stores nothing
     bool asksForHelp = false;
 };

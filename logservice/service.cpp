@@ -52,11 +52,13 @@ int runService(const Options &options)
 
     // Only now: a folder in use says less than a port in use when the same command is given twice.
     std::string destination;
+    const UploadIndex *index = nullptr;
     if (options.discards) {
         store = makeDiscardingStore();
     } else {
-        auto folderStore = std::make_unique<FolderStore>(options.folder);
+        auto folderStore = std::make_unique<FolderStore>(options.folder, options.keep);
         destination = folderStore->folder().string();
+        index = &folderStore->index();
         store = std::move(folderStore);
     }
 
@@ -66,7 +68,7 @@ int runService(const Options &options)
         ::kill(::getpid(), SIGTERM);
     };
     const auto origin = "http://127.0.0.1:" + std::to_string(uploads.port());
-    const RouteContext context = {options.code, *store, log, destination, origin};
+    const RouteContext context = {options.code, *store, log, destination, index, origin};
     addRoutes(uploads.server(), Port::Main, context);
     uploads.start(fail);
     if (reports) {

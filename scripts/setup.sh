@@ -7,7 +7,7 @@ set -euo pipefail
 # group, packages of Debian and Ubuntu, packages of Homebrew. Apple's command line tools bring the compiler.
 table() {
     cat <<'TABLE'
-build | g++ cmake ninja-build pkg-config qtbase5-dev libcpp-httplib-dev nlohmann-json3-dev | cmake ninja pkg-config qt@5 cpp-httplib nlohmann-json
+build | g++ cmake ninja-build pkg-config qtbase5-dev libcpp-httplib-dev nlohmann-json3-dev libsqlite3-dev libutf8proc-dev libssl-dev | cmake ninja pkg-config qt@5 cpp-httplib nlohmann-json sqlite utf8proc openssl@3
 test  | iproute2 openssl valgrind dpkg-dev lintian chromium | openssl
 check | clang clang-format clang-tidy clazy cppcheck shellcheck libclang-rt-dev gcovr | llvm clang-format cppcheck shellcheck gcovr
 fuzz  | clang libclang-rt-dev | llvm

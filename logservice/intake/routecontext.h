@@ -1,6 +1,7 @@
 #pragma once
 
 #include "http/requestlog.h"
+#include "store/uploadindex.h"
 #include "store/uploadstore.h"
 
 #include <filesystem>
@@ -12,6 +13,7 @@ struct RouteContext
     int code = 0; ///< answered as "Code"
     UploadStore &store;
     RequestLog &log;
-    std::filesystem::path folder; ///< of the stored uploads; empty: nothing is stored
-    std::string origin;           ///< of the main port, for example http://127.0.0.1:8700
+    std::filesystem::path folder;       ///< of the stored uploads; empty: nothing is stored
+    const UploadIndex *index = nullptr; ///< of that folder; null: likewise
+    std::string origin;                 ///< of the main port, for example http://127.0.0.1:8700
 };

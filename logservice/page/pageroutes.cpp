@@ -14,6 +14,7 @@
 
 namespace {
 
+constexpr std::size_t kMaxQueryTextBytes = 200;
 constexpr std::size_t kPieceBytes = std::size_t(64) * 1024;
 constexpr char kPlainText[] = "text/plain; charset=utf-8";
 
@@ -38,7 +39,7 @@ void answerPage(const httplib::Request &request, httplib::Response &response, co
 {
     UploadPage page;
     page.origin = context.origin;
-    page.stores = !context.folder.empty();
+    page.stores = context.index != nullptr;
     for (const auto &endpoint : endpoints())
         page.kinds.push_back(endpoint.kind);
     const auto kind = request.get_param_value("kind");
@@ -48,8 +49,10 @@ void answerPage(const httplib::Request &request, httplib::Response &response, co
     if (page.query.text.size() > kMaxQueryTextBytes)
         throw Refusal(400, "the text to look for is longer than " + std::to_string(kMaxQueryTextBytes) + " bytes");
     page.query.before = parseUploadId(request.get_param_value("before"));
-    if (page.stores)
-        page.listing = listUploads(context.folder, page.query);
+    if (page.stores) {
+        page.matches = context.index->find(page.query);
+        page.storedCount = context.index->storedCount();
+    }
 
     setGuards(response, "default-src 'none'; style-src 'self'; img-src data:; form-action 'self'; base-uri 'none'; "
                         "frame-ancestors 'none'");
@@ -63,22 +66,22 @@ void answerStyle(const httplib::Request &request, httplib::Response &response)
 }
 
 /// The name under which \a upload is offered for a download.
-std::string downloadName(const StoredUpload &upload)
+std::string downloadName(const IndexedUpload &upload)
 {
     return upload.fileName.value_or(upload.id.text + ".json");
 }
 
 void answerFile(const httplib::Request &request, httplib::Response &response, const std::filesystem::path &folder,
-                const UploadId &id, const std::string &name)
+                const IndexedUpload &upload, const std::string &name)
 {
-    const auto file = StoredFile::open(folder, id, name);
+    const auto file = StoredFile::open(folder, upload.id, name);
     if (!file)
         throw Refusal(404, "there is no such upload");
 
     const bool isDownload = request.has_param("download");
     setGuards(response, "default-src 'none'; sandbox; frame-ancestors 'none'");
     if (isDownload)
-        response.set_header("Content-Disposition", attachmentDisposition(downloadName(readStoredUpload(folder, id))));
+        response.set_header("Content-Disposition", attachmentDisposition(downloadName(upload)));
     const bool keepsConnection = isWithoutBody(request);
     if (!keepsConnection)
         response.set_header("Connection", "close");
@@ -132,10 +135,11 @@ void addPageRoutes(httplib::Server &server, const RouteContext &context)
                                                                 httplib::Response &response) {
         answerOrRefuse(request, response, context.log, [&] {
             const auto id = parseUploadId(request.matches[1].str());
-            if (!id || context.folder.empty())
+            const auto upload = id && context.index ? context.index->find(*id) : std::nullopt;
+            if (!upload)
                 throw Refusal(404, "there is no such upload");
             const bool isFields = request.matches[2] == "fields";
-            answerFile(request, response, context.folder, *id, isFields ? kUploadRecordName : contentName(id->kind));
+            answerFile(request, response, context.folder, *upload, isFields ? kUploadRecordName : upload->contentName);
         });
     });
 }

@@ -29,12 +29,12 @@ std::string filterForm(const UploadPage &page)
            "</form>\n";
 }
 
-bool isFiltered(const ListingQuery &query)
+bool isFiltered(const UploadQuery &query)
 {
     return !query.kind.empty() || !query.text.empty();
 }
 
-std::string counted(std::size_t count)
+std::string counted(std::uint64_t count)
 {
     return std::to_string(count) + (count == 1 ? " upload" : " uploads");
 }
@@ -42,11 +42,11 @@ std::string counted(std::size_t count)
 /// Says which of the uploads are shown.
 std::string status(const UploadPage &page)
 {
-    const auto &listing = page.listing;
-    auto html = "<p class=\"status\">" + std::to_string(listing.uploads.size());
+    const auto &matches = page.matches;
+    auto html = "<p class=\"status\">" + std::to_string(matches.uploads.size()) + " shown of ";
     if (isFiltered(page.query))
-        html += listing.uploads.size() == 1 ? " match" : " matches";
-    html += " shown of " + counted(listing.storedCount);
+        html += std::to_string(matches.total) + (matches.total == 1 ? " match" : " matches") + " among ";
+    html += counted(page.storedCount);
     html += page.query.before ? ", from before " + htmlText(page.query.before->text) : "";
     html += ", newest first.";
     if (isFiltered(page.query) || page.query.before)
@@ -59,16 +59,14 @@ std::string emptyText(const UploadPage &page)
     if (!page.stores)
         return "<p class=\"empty\">This service was started with <code>--discard</code>: it keeps nothing that "
                "arrives, so there is nothing to show.</p>\n";
-    if (page.listing.storedCount == 0)
+    if (page.storedCount == 0)
         return "<p class=\"empty\">Nothing has arrived yet. Run the tool, or send a file with curl, then load this "
                "page again:</p>\n<pre><code>curl -F room=nickname-ann. -F namespace=demo -F file=@client.log " +
                htmlText(page.origin) + "/logsys/client/v1/logfile/upload</code></pre>\n";
-    if (page.listing.older)
-        return "<p class=\"empty\">No match yet among the uploads looked at, but there are older ones.</p>\n";
     return "<p class=\"empty\">No upload matches.</p>\n";
 }
 
-std::string table(const std::vector<ListedUpload> &uploads)
+std::string table(const std::vector<IndexedUpload> &uploads)
 {
     std::string html = "<table>\n<thead><tr><th scope=\"col\">No.</th><th scope=\"col\">Time</th>"
                        "<th scope=\"col\">Kind</th><th scope=\"col\">User</th><th scope=\"col\">Rooms</th>"
@@ -80,10 +78,10 @@ std::string table(const std::vector<ListedUpload> &uploads)
 
 std::string olderLink(const UploadPage &page)
 {
-    if (!page.listing.older)
+    if (!page.matches.older)
         return {};
     const auto target = "/?kind=" + percentEncoded(page.query.kind) + "&text=" + percentEncoded(page.query.text) +
-                        "&before=" + percentEncoded(page.listing.older->text);
+                        "&before=" + percentEncoded(page.matches.older->text);
     return R"(<nav><a rel="next" href=")" + htmlText(target) + "\">Older uploads</a></nav>\n";
 }
 
@@ -98,8 +96,8 @@ std::string uploadPageHtml(const UploadPage &page)
                        "<link rel=\"icon\" href=\"data:,\">\n" // keeps browsers from asking for one
                        "<link rel=\"stylesheet\" href=\"/style.css\">\n"
                        "</head>\n<body>\n<main>\n<h1>Uploads</h1>\n";
-    if (page.stores && page.listing.storedCount > 0)
+    if (page.stores && page.storedCount > 0)
         html += filterForm(page) + status(page);
-    html += page.listing.uploads.empty() ? emptyText(page) : table(page.listing.uploads);
+    html += page.matches.uploads.empty() ? emptyText(page) : table(page.matches.uploads);
     return html + olderLink(page) + "</main>\n</body>\n</html>\n";
 }

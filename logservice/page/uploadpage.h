@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/uploadlisting.h"
+#include "store/uploadindex.h"
 
 #include <string>
 #include <vector>
@@ -8,8 +8,9 @@
 /// What the page shows.
 struct UploadPage
 {
-    ListingQuery query;
-    UploadListing listing;
+    UploadQuery query;
+    UploadMatches matches;
+    std::uint64_t storedCount = 0;
     std::vector<std::string> kinds; ///< that can be chosen
     bool stores = true;             ///< false: nothing is kept, so there is nothing to list
     std::string origin;             ///< see RouteContext

@@ -33,11 +33,10 @@ std::string timeHtml(const std::string &utc)
     return local.empty() ? value(utc) : "<time datetime=\"" + htmlText(utc) + "\">" + htmlText(local) + "</time>";
 }
 
-std::string userHtml(const Sender &sender)
+std::string userHtml(const IndexedUpload &user)
 {
-    if (!sender.unsplit.empty())
-        return "<bdi class=\"unsplit\">" + htmlText(sender.unsplit, kMaxUnsplitBytes) + "</bdi>";
-    const auto &user = sender.description;
+    if (!user.unsplit.empty())
+        return "<bdi class=\"unsplit\">" + htmlText(user.unsplit, kMaxUnsplitBytes) + "</bdi>";
     std::string html = user.nickname.empty() ? "" : "<b>" + value(user.nickname) + "</b> ";
     if (!user.loginName.empty())
         html += "<span class=\"more\">login " + value(user.loginName) + "</span> ";
@@ -66,14 +65,14 @@ std::string link(const std::string &target, const std::string &id, const char *t
            text + "</a>";
 }
 
-std::string fileHtml(const ListedUpload &upload)
+std::string fileHtml(const IndexedUpload &upload)
 {
     const auto folder = "/uploads/" + upload.id.text;
     std::string html;
-    if (upload.size) {
+    if (upload.bytes) {
         const bool isNamed = upload.fileName && !upload.fileName->empty();
         html = R"(<a class="file" href=")" + htmlText(folder + "/file") + "\">" +
-               value(isNamed ? *upload.fileName : contentName(upload.id.kind)) + "</a> " +
+               value(isNamed ? *upload.fileName : upload.contentName) + "</a> " +
                link(folder + "/file?download", upload.id.text, "download") + " ";
     }
     return html + link(folder + "/fields", upload.id.text, "fields");
@@ -86,13 +85,12 @@ std::string sizeHtml(const std::optional<std::uint64_t> &size)
 
 } // namespace
 
-std::string uploadRow(const ListedUpload &upload)
+std::string uploadRow(const IndexedUpload &upload)
 {
-    const auto &sender = upload.sender;
     return "<tr id=\"" + htmlText(upload.id.text) + "\">\n<th scope=\"row\">" + std::to_string(upload.id.number) +
            "</th>\n" + cell("Time", timeHtml(upload.time)) + cell("Kind", htmlText(upload.id.kind)) +
-           cell("User", userHtml(sender)) + cell("Rooms", roomsHtml(sender.description.rooms)) +
-           cell("File", fileHtml(upload)) + cell("Size", sizeHtml(upload.size)) + "</tr>\n";
+           cell("User", userHtml(upload)) + cell("Rooms", roomsHtml(upload.rooms)) + cell("File", fileHtml(upload)) +
+           cell("Size", sizeHtml(upload.bytes)) + "</tr>\n";
 }
 
 std::string sizeText(std::uint64_t bytes)

@@ -1,14 +1,16 @@
 #include "store/folderstore.h"
 
-#include "http/timestamp.h"
-#include "store/uploadid.h"
+#include "store/incomingfile.h"
+#include "store/searchtext.h"
 
 #include <algorithm>
-#include <fstream>
+#include <ctime>
+#include <optional>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -17,23 +19,43 @@ namespace {
 
 constexpr char kIncomingPrefix[] = ".incoming-";
 constexpr char kLockName[] = ".lock";
-constexpr std::size_t kFileBufferBytes = std::size_t{128} * 1024;
+
+// Taking out many at once, after a first start with a lower number, would keep an upload waiting for its answer.
+constexpr std::size_t kRemovedAtOnce = 100;
+
+std::string utcTime()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm parts = {};
+    ::gmtime_r(&now, &parts);
+    char text[32];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
+
+/// What others can put in or take out of \a folder would be followed, overwritten, or shown as an upload.
+void refuseWritableByOthers(const fs::path &folder)
+{
+    struct stat status = {};
+    if (::stat(folder.c_str(), &status) != 0)
+        throw StoreError("cannot use the folder '" + folder.string() + "': " + std::generic_category().message(errno));
+    if (status.st_uid != ::geteuid())
+        throw StoreError("the folder '" + folder.string() + "' belongs to another user");
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        throw StoreError("other users may write to the folder '" + folder.string() + "', see chmod go-w");
+}
 
 } // namespace
 
 class FolderUpload : public Upload
 {
 public:
-    FolderUpload(FolderStore &store, fs::path folder)
-        : store_(store), folder_(std::move(folder)), fileBuffer_(kFileBufferBytes)
-    {
-    }
+    FolderUpload(FolderStore &store, fs::path folder) : store_(store), folder_(std::move(folder)) {}
 
     ~FolderUpload() override
     {
         if (isFinished_)
             return;
-        file_.close();
+        file_.reset();
         const std::lock_guard<std::mutex> guard(store_.mutex_);
         std::error_code ignored;
         fs::remove_all(folder_, ignored);
@@ -44,60 +66,68 @@ public:
 
     void beginFile(const std::string &name) override
     {
+        // Not while the folder is removed: what is made meanwhile would stay.
         const std::lock_guard<std::mutex> guard(store_.mutex_);
-        file_.rdbuf()->pubsetbuf(fileBuffer_.data(), static_cast<std::streamsize>(fileBuffer_.size()));
-        file_.open(folder_ / name, std::ios::binary | std::ios::trunc);
-        check();
+        file_.emplace(folder_ / name);
+        upload_.contentName = name;
     }
 
-    void write(std::string_view bytes) override
-    {
-        file_.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        check();
-    }
+    void write(std::string_view bytes) override { file_->write(bytes); }
 
     void endFile() override
     {
-        file_.close();
-        check();
+        file_->finish();
+        upload_.bytes = file_->size();
+        upload_.sha256 = file_->sha256();
+        file_.reset();
     }
 
     std::string finish(const UploadRecord &record) override
     {
+        auto upload = upload_; // of the last file, which is what was sent
+        upload.time = utcTime();
         beginFile(kUploadRecordName);
-        write(uploadJson(record, utcTime()));
+        write(uploadJson(record, upload.time, upload.sha256));
         endFile();
-
-        const std::lock_guard<std::mutex> guard(store_.mutex_);
-        if (store_.isClosed_)
-            throw StoreError("the service is ending");
-        const auto id = makeUploadId(store_.lastNumber_ + 1, record.kind);
-        if (!id)
-            throw StoreError("cannot store the upload: the numbers below " + store_.folder_.string() + " are used up");
-        ++store_.lastNumber_;
-        std::error_code error;
-        fs::rename(folder_, store_.folder_ / id->text, error);
-        if (error)
-            throw StoreError("cannot store the upload: " + error.message());
+        flushFolder(folder_);
+        upload.id = rename(record.kind);
+        flushFolder(store_.folder_);
         isFinished_ = true;
-        return id->text;
+
+        if (record.fileName)
+            upload.fileName = validUtf8(*record.fileName);
+        setFields(upload, record.fields);
+        store_.keep(upload, record.fields);
+        return upload.id.text;
     }
 
 private:
-    void check() const
+    UploadId rename(const std::string &kind)
     {
-        if (!file_)
-            throw StoreError("cannot write below " + store_.folder_.string());
+        const std::lock_guard<std::mutex> guard(store_.mutex_);
+        if (store_.isClosed_)
+            throw StoreError("the service is ending");
+        auto id = makeUploadId(store_.lastNumber_ + 1, kind);
+        if (!id)
+            throw StoreError("cannot store the upload: the numbers below " + store_.folder_.string() + " are used up");
+        ++store_.lastNumber_;
+        const auto target = store_.folder_ / id->text;
+        std::error_code error;
+        fs::rename(folder_, target, error);
+        if (error)
+            throw StoreError("cannot store the upload: " + error.message());
+        folder_ = target;
+        return *std::move(id);
     }
 
     FolderStore &store_;
-    const fs::path folder_;
-    std::vector<char> fileBuffer_;
-    std::ofstream file_;
+    fs::path folder_;
+    std::optional<IncomingFile> file_;
+    IndexedUpload upload_; ///< what is known of the last file
     bool isFinished_ = false;
 };
 
-FolderStore::FolderStore(const fs::path &folder)
+FolderStore::FolderStore(const fs::path &folder, std::size_t keep) : keep_(keep)
 {
     std::error_code error;
     fs::create_directories(folder, error);
@@ -107,17 +137,23 @@ FolderStore::FolderStore(const fs::path &folder)
         error = std::make_error_code(std::errc::not_a_directory);
     if (error)
         throw StoreError("cannot use the folder '" + folder.string() + "': " + error.message());
+    refuseWritableByOthers(folder_);
     lock();
     try {
         scan();
+        index_ = std::make_unique<UploadIndex>(folder_);
     } catch (const fs::filesystem_error &failure) {
         ::close(lockFile_);
         throw StoreError("cannot use the folder '" + folder_.string() + "': " + failure.code().message());
+    } catch (const StoreError &) {
+        ::close(lockFile_);
+        throw;
     }
 }
 
 FolderStore::~FolderStore()
 {
+    index_.reset();
     ::close(lockFile_);
 }
 
@@ -126,11 +162,10 @@ std::unique_ptr<Upload> FolderStore::begin()
     const std::lock_guard<std::mutex> guard(mutex_);
     if (isClosed_)
         throw StoreError("the service is ending");
-    const auto incoming = folder_ / (kIncomingPrefix + std::to_string(++lastIncoming_));
-    std::error_code error;
-    fs::create_directory(incoming, error);
-    if (error)
-        throw StoreError("cannot write below " + folder_.string() + ": " + error.message());
+    const auto incoming = nextIncoming();
+    // What is there already is not ours, and may hold links.
+    if (::mkdir(incoming.c_str(), 0777) != 0)
+        throw StoreError("cannot make '" + incoming.string() + "': " + std::generic_category().message(errno));
     return std::make_unique<FolderUpload>(*this, incoming);
 }
 
@@ -160,6 +195,11 @@ void FolderStore::scan()
         if (const auto id = parseUploadId(entry.path().filename().string()))
             lastNumber_ = std::max(lastNumber_, id->number);
     }
+    if (keep_ == 0)
+        return;
+    for (const auto &text : storedIds(folder_))
+        stored_.push_back(*parseUploadId(text));
+    std::sort(stored_.begin(), stored_.end(), isOlder);
 }
 
 void FolderStore::removeIncoming() noexcept
@@ -172,4 +212,34 @@ void FolderStore::removeIncoming() noexcept
     }
     for (const auto &path : found)
         fs::remove_all(path, ignored);
+}
+
+fs::path FolderStore::nextIncoming()
+{
+    return folder_ / (kIncomingPrefix + std::to_string(++lastIncoming_));
+}
+
+void FolderStore::keep(const IndexedUpload &upload, const nlohmann::json &fields)
+{
+    index_->add(upload, fields);
+    if (keep_ == 0)
+        return;
+    std::vector<fs::path> removed;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        // Two that are finished at once may come here in either order.
+        stored_.insert(std::upper_bound(stored_.begin(), stored_.end(), upload.id, isOlder), upload.id);
+        while (stored_.size() > keep_ && removed.size() < kRemovedAtOnce) {
+            // Under a name that the next process removes, should this one end in the middle.
+            removed.push_back(nextIncoming());
+            std::error_code ignored;
+            fs::rename(folder_ / stored_.front().text, removed.back(), ignored);
+            index_->remove(stored_.front());
+            stored_.pop_front();
+        }
+    }
+    for (const auto &path : removed) {
+        std::error_code ignored;
+        fs::remove_all(path, ignored);
+    }
 }

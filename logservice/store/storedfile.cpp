@@ -1,5 +1,6 @@
 #include "store/storedfile.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -40,11 +41,9 @@ std::size_t StoredFile::read(std::uint64_t offset, char *bytes, std::size_t coun
     return got < 0 ? 0 : static_cast<std::size_t>(got);
 }
 
-std::string contentOf(const StoredFile &file, std::size_t maxBytes)
+std::string firstBytes(const StoredFile &file, std::size_t maxBytes)
 {
-    if (file.size() > maxBytes)
-        return {};
-    std::string content(static_cast<std::size_t>(file.size()), '\0');
+    std::string content(static_cast<std::size_t>(std::min<std::uint64_t>(file.size(), maxBytes)), '\0');
     std::size_t taken = 0;
     while (taken < content.size()) {
         const auto got = file.read(taken, content.data() + taken, content.size() - taken);

@@ -34,5 +34,5 @@ private:
     const std::uint64_t size_;
 };
 
-/// Returns what \a file holds; empty when that is more than \a maxBytes or cannot be read.
-std::string contentOf(const StoredFile &file, std::size_t maxBytes);
+/// Returns what \a file holds, up to \a maxBytes.
+std::string firstBytes(const StoredFile &file, std::size_t maxBytes);

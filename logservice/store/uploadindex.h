@@ -1,7 +1,6 @@
 #pragma once
 
-#include "store/descriptiontext.h"
-#include "store/uploadid.h"
+#include "store/indexedupload.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,26 +9,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
-
-/// What lists and searches know of one stored upload. All texts are UTF-8; none of them is to be trusted.
-struct IndexedUpload
-{
-    UploadId id;
-    std::string time; ///< UTC, as "2016-05-01T13:07:09Z"; empty: unknown
-    std::string nickname;
-    std::string loginName;
-    std::string userId;
-    std::vector<Room> rooms;
-    std::string nameSpace;
-    std::optional<std::string> fileName; ///< as the form gave it; absent for JSON bodies
-    std::string contentName;             ///< file below the upload's folder that holds what was sent
-    std::optional<std::uint64_t> bytes;  ///< of that file; absent: there is none
-    std::string sha256;                  ///< of that file, lower case hex; empty: unknown
-    std::string message;                 ///< what a report or an error tells, in one line; else empty
-    std::string unsplit;                 ///< the text of "room" when it cannot be split; user and rooms are empty then
-};
 
 /// Which uploads are wanted. What is empty or absent leaves nothing out.
 ///

@@ -1,6 +1,6 @@
 #include "store/uploadrecord.h"
 
-std::string uploadJson(const UploadRecord &record, const std::string &time)
+std::string uploadJson(const UploadRecord &record, const std::string &time, const std::string &sha256)
 {
     nlohmann::ordered_json document;
     document["time"] = time;
@@ -10,10 +10,11 @@ std::string uploadJson(const UploadRecord &record, const std::string &time)
     if (record.fileName)
         document["fileName"] = *record.fileName;
     document["size"] = record.size;
-    document["fields"] = record.fields;
+    document["sha256"] = sha256;
+    document["fields"] = record.fields; // last: readStoredUpload() may not come that far
 
-    constexpr int kIndent = 2;
-    return document.dump(kIndent, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    constexpr int kNoIndent = -1; // which would take a hundred times the space of deep documents
+    return document.dump(kNoIndent, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
 std::string summary(const UploadRecord &record, const std::vector<std::string> &pointers)

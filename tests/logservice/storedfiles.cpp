@@ -2,6 +2,7 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QDirIterator>
+#include <QtCore/QRegularExpression>
 
 QStringList tree(const QString &folder)
 {
@@ -9,7 +10,7 @@ QStringList tree(const QString &folder)
     QDirIterator found(folder, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
     while (found.hasNext())
         paths << QDir(folder).relativeFilePath(found.next());
-    paths.removeOne(QStringLiteral(".lock"));
+    paths = paths.filter(QRegularExpression(QStringLiteral("^(?!\\.lock$|\\.index\\.sqlite)")));
     paths.sort();
     return paths;
 }

@@ -15,6 +15,7 @@ const QString kReportPort = QStringLiteral("--report-port");
 const QString kNoReport = QStringLiteral("--no-report");
 const QString kDir = QStringLiteral("--dir");
 const QString kCode = QStringLiteral("--code");
+const QString kKeep = QStringLiteral("--keep");
 const QString kAny = QStringLiteral("0");
 
 QByteArray logRequest()
@@ -44,6 +45,7 @@ private slots:
     void takesItsPortsAgainRightAfterAnEnd();
     void answersTheGivenCode_data();
     void answersTheGivenCode();
+    void keepsTheNewestUploads();
     void discardsWithoutAFolder();
 };
 
@@ -52,8 +54,8 @@ void TestLogServiceOptions::explainsItself()
     LogServiceProcess service;
     QCOMPARE(service.run({QStringLiteral("--help")}), 0);
     const QByteArray text = service.requestLines();
-    for (const char *part : {"--port", "8700", "--report-port", "21999", "--no-report", "--dir", "--code", "--discard",
-                             "Example", "not for production", "http://127.0.0.1:8700/,"})
+    for (const char *part : {"--port", "8700", "--report-port", "21999", "--no-report", "--dir", "--code", "--keep",
+                             "--discard", "Example", "not for production", "http://127.0.0.1:8700/,"})
         QVERIFY2(text.contains(part), part);
     QCOMPARE(service.errorText(), QByteArray());
 }
@@ -64,7 +66,7 @@ void TestLogServiceOptions::refusesWrongArguments_data()
     QTest::newRow("unknown option") << QStringList({QStringLiteral("--nope")});
     QTest::newRow("stray word") << QStringList({QStringLiteral("start")});
     QTest::newRow("empty word") << QStringList({QString()});
-    for (const QString &option : {kPort, kReportPort, kCode}) {
+    for (const QString &option : {kPort, kReportPort, kCode, kKeep}) {
         const QByteArray name = option.toLatin1();
         QTest::newRow(name + " without value") << QStringList({option});
         QTest::newRow(name + " empty") << QStringList({option, QString()});
@@ -77,6 +79,7 @@ void TestLogServiceOptions::refusesWrongArguments_data()
         QTest::newRow(option.toLatin1() + " negative") << QStringList({option, QStringLiteral("-1")});
         QTest::newRow(option.toLatin1() + " no port") << QStringList({option, QStringLiteral("65536")});
     }
+    QTest::newRow("keep none") << QStringList({kKeep, QStringLiteral("0")});
     QTest::newRow("dir without value") << QStringList({kDir});
     QTest::newRow("dir empty") << QStringList({kDir, QString()});
 }
@@ -172,7 +175,7 @@ void TestLogServiceOptions::keepsUploadsFromOtherUsers()
         files += isFile ? 1 : 0;
         QVERIFY2((status.st_mode & 0777U) == (isFile ? 0600U : 0700U), qPrintable(path));
     }
-    QCOMPARE(files, 5); // four of the upload, and the lock
+    QCOMPARE(files, 7); // four of the upload, the lock, and the index with its journal
     QCOMPARE(paths.size(), 2 + files);
 }
 
@@ -266,6 +269,17 @@ void TestLogServiceOptions::answersTheGivenCode()
     }
     QVERIFY(QFile::exists(folder.filePath(QStringLiteral("000002-report"))));
     QVERIFY(service.waitForRequestLine("answered " + expected));
+}
+
+void TestLogServiceOptions::keepsTheNewestUploads()
+{
+    QTemporaryDir folder;
+    LogServiceProcess service;
+    QVERIFY(service.start(LogServiceProcess::onFreePorts(folder.path()) << kKeep << QStringLiteral("2")));
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(RawClient::ask(service.port(), logRequest()).status, 200);
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name),
+             (QStringList{QStringLiteral("000002-logfile"), QStringLiteral("000003-logfile")}));
 }
 
 void TestLogServiceOptions::discardsWithoutAFolder()

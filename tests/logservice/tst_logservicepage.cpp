@@ -208,7 +208,7 @@ void TestLogServicePage::servesFieldsAndDocuments()
 
     const RawAnswer fields = get("/uploads/000002-logfile/fields");
     QCOMPARE(fields.body, readFile(stored(QStringLiteral("000002-logfile/upload.json"))));
-    QVERIFY(fields.body.contains("\"room\": \"nickname-ann.userid-42.\""));
+    QVERIFY(fields.body.contains("\"room\":\"nickname-ann.userid-42.\""));
     QVERIFY(fields.head.contains("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
 }
 

@@ -10,21 +10,16 @@ namespace {
 
 const char kMarkup[] = "<script>alert(\"1\")</script>&'\"";
 
-void setFields(ListedUpload &upload, const nlohmann::json &fields)
+IndexedUpload upload(const char *id, const char *fields)
 {
-    upload.sender = senderOf(upload.id.kind, fields);
-}
-
-ListedUpload upload(const char *id, const char *fields)
-{
-    ListedUpload made;
+    IndexedUpload made;
     made.id = *parseUploadId(id);
     setFields(made, nlohmann::json::parse(fields));
     return made;
 }
 
 /// The row without its tags, and a blank where one of them was.
-QString rowText(const ListedUpload &shown)
+QString rowText(const IndexedUpload &shown)
 {
     static const QRegularExpression tag(QStringLiteral("<[^>]*>"));
     return QString::fromStdString(uploadRow(shown)).replace(tag, QStringLiteral(" ")).simplified();
@@ -39,8 +34,8 @@ UploadPage pageWithOneUpload()
 {
     UploadPage page;
     page.kinds = {"crash", "logfile"};
-    page.listing.uploads.push_back(upload("000003-logfile", "{}"));
-    page.listing.storedCount = 3;
+    page.matches.uploads.push_back(upload("000003-logfile", "{}"));
+    page.storedCount = 3;
     return page;
 }
 
@@ -117,7 +112,7 @@ void TestUploadPage::showsTimeFileAndSize()
     auto shown = upload("000001-logfile", "{}");
     shown.time = "2024-05-01T09:30:00Z";
     shown.fileName = "a b.log";
-    shown.size = 3560017;
+    shown.bytes = 3560017;
     QCOMPARE(rowText(shown), QStringLiteral("1 2024-05-01 11:30:00 logfile - - a b.log download fields 3.5 MB"));
     const QString row = QString::fromStdString(uploadRow(shown));
     QVERIFY(row.contains(QStringLiteral("<time datetime=\"2024-05-01T09:30:00Z\">")));
@@ -130,7 +125,8 @@ void TestUploadPage::showsTimeFileAndSize()
 void TestUploadPage::linksToFileDownloadAndFields()
 {
     auto shown = upload("000001-report", "{}");
-    shown.size = 1;
+    shown.bytes = 1;
+    shown.contentName = "report.json";
     const QString row = QString::fromStdString(uploadRow(shown));
     for (const char *target : {"file", "file?download", "fields"})
         QVERIFY2(row.contains(QStringLiteral("href=\"/uploads/000001-report/%1\"").arg(QLatin1String(target))), target);
@@ -159,7 +155,8 @@ void TestUploadPage::escapesEverything()
 {
     UploadPage page;
     page.kinds = {"logfile", kMarkup};
-    page.query = {kMarkup, kMarkup, parseUploadId("000009-logfile")};
+    page.query.kind = page.query.text = kMarkup;
+    page.query.before = parseUploadId("000009-logfile");
     page.origin = kMarkup;
     const auto identity = "nickname-" + std::string(kMarkup) + ".loginname-" + kMarkup + ".userid-" + kMarkup + ".";
     for (const auto &room : {identity + "roomid-" + kMarkup + ".roomname-" + kMarkup, std::string(kMarkup)}) {
@@ -167,18 +164,19 @@ void TestUploadPage::escapesEverything()
         setFields(shown, {{"room", room}});
         shown.time = kMarkup;
         shown.fileName = kMarkup;
-        shown.size = 1;
-        page.listing.uploads.push_back(shown);
+        shown.bytes = 1;
+        shown.contentName = "report.json";
+        page.matches.uploads.push_back(shown);
     }
-    page.listing.storedCount = 2;
-    page.listing.older = parseUploadId("000001-logfile");
+    page.storedCount = 2;
+    page.matches.older = parseUploadId("000001-logfile");
     const QString text = html(page);
     QVERIFY(!text.contains(QStringLiteral("<script")));
     QVERIFY(!text.contains(QStringLiteral("alert(\"")));
     // Twice in the kinds, once in the filter, seven and three times in the rows.
     QCOMPARE(text.count(QStringLiteral("&lt;script&gt;alert(&quot;1&quot;)&lt;/script&gt;&amp;&#39;&quot;")), 13);
 
-    page.listing = {};
+    page.matches = {};
     QVERIFY(!html(page).contains(QStringLiteral("<script")));
 }
 
@@ -200,7 +198,7 @@ void TestUploadPage::linksToOlderUploadsWithTheFilters()
     QVERIFY(!html(page).contains(QStringLiteral("Older")));
     page.query.kind = "logfile";
     page.query.text = "a&b=\xc3\xab <";
-    page.listing.older = parseUploadId("000003-logfile");
+    page.matches.older = parseUploadId("000003-logfile");
     QVERIFY(html(page).contains(
         QStringLiteral("href=\"/?kind=logfile&amp;text=a%26b%3D%C3%AB%20%3C&amp;before=000003-logfile\"")));
 }
@@ -210,7 +208,8 @@ void TestUploadPage::saysHowManyAreShown()
     UploadPage page = pageWithOneUpload();
     QVERIFY(html(page).contains(QStringLiteral("1 shown of 3 uploads, newest first.")));
     page.query.text = "x";
-    QVERIFY(html(page).contains(QStringLiteral("1 match shown of 3 uploads, newest first.")));
+    page.matches.total = 2;
+    QVERIFY(html(page).contains(QStringLiteral("1 shown of 2 matches among 3 uploads, newest first.")));
 }
 
 void TestUploadPage::saysHowToSendSomething()
@@ -228,13 +227,10 @@ void TestUploadPage::saysHowToSendSomething()
 void TestUploadPage::saysThatNothingMatches()
 {
     UploadPage page;
-    page.listing.storedCount = 3;
+    page.storedCount = 3;
     page.query.text = "x";
     QVERIFY(html(page).contains(QStringLiteral("No upload matches.")));
     QVERIFY(html(page).contains(QStringLiteral("<form")));
-    page.listing.older = parseUploadId("000003-logfile");
-    QVERIFY(html(page).contains(QStringLiteral("No match yet")));
-    QVERIFY(html(page).contains(QStringLiteral("Older uploads")));
 }
 
 void TestUploadPage::saysThatNothingIsStored()
@@ -247,9 +243,9 @@ void TestUploadPage::saysThatNothingIsStored()
 void TestUploadPage::isOneWellFormedPage()
 {
     UploadPage page = pageWithOneUpload();
-    setFields(page.listing.uploads.front(), {{"room", "nickname-ann.roomid-1.roomname-x"}});
-    page.listing.uploads.front().size = 1;
-    page.listing.older = parseUploadId("000003-logfile");
+    setFields(page.matches.uploads.front(), {{"room", "nickname-ann.roomid-1.roomname-x"}});
+    page.matches.uploads.front().bytes = 1;
+    page.matches.older = parseUploadId("000003-logfile");
     const QString text = html(page);
     QVERIFY(text.startsWith(QStringLiteral("<!DOCTYPE html>\n<html lang=\"en\">")));
     for (const char *part : {"<meta charset=\"utf-8\">", "name=\"viewport\"", "<title>Uploads",

@@ -1,0 +1,209 @@
+#include "store/uploadtable.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+// To be raised with every change of the tables, and of what they are filled with.
+constexpr std::int64_t kVersion = 1;
+
+constexpr std::size_t kMaxTextBytes = 1024; // of what a list shows of one value
+constexpr std::size_t kMaxRooms = 100;
+
+// "words" has each three characters in a row. Shorter words it does not have: those stand in "grams", each as
+// hexText().
+constexpr char kTables[] = R"(
+CREATE TABLE uploads(seq INTEGER PRIMARY KEY, id TEXT NOT NULL, time TEXT NOT NULL, nickname TEXT NOT NULL,
+    login_name TEXT NOT NULL, user_id TEXT NOT NULL, rooms TEXT NOT NULL, namespace TEXT NOT NULL, file_name TEXT,
+    content_name TEXT NOT NULL, bytes INTEGER, sha256 TEXT NOT NULL, message TEXT NOT NULL, unsplit TEXT NOT NULL);
+CREATE INDEX keys ON uploads(id, time);
+CREATE VIRTUAL TABLE words USING fts5(user, room, rest, tokenize='trigram case_sensitive 1');
+CREATE VIRTUAL TABLE grams USING fts5(user, room, rest, tokenize=ascii, content='', columnsize=0, detail=column);
+)";
+
+std::string shortened(std::string text)
+{
+    if (text.size() > kMaxTextBytes) {
+        auto end = kMaxTextBytes;
+        while ((static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U)
+            --end;
+        text.resize(end);
+    }
+    return text;
+}
+
+std::string roomsText(const std::vector<Room> &rooms)
+{
+    auto list = nlohmann::json::array();
+    for (std::size_t i = 0; i < std::min(rooms.size(), kMaxRooms); ++i)
+        list.push_back({shortened(rooms[i].id), shortened(rooms[i].name)});
+    return list.dump();
+}
+
+std::vector<Room> roomsOf(const std::string &text)
+{
+    std::vector<Room> rooms;
+    for (const auto &room : nlohmann::json::parse(text))
+        rooms.push_back({room.at(0), room.at(1)});
+    return rooms;
+}
+
+void appendTerm(std::string &expression, const std::string &column, const std::string &word)
+{
+    expression += (expression.empty() ? "" : " AND ") + column + '"';
+    for (const char c : word)
+        expression += c == '"' ? "\"\"" : std::string(1, c);
+    expression += '"';
+}
+
+/// What is to be found in each of the two tables; empty: nothing.
+std::pair<std::string, std::string> expressionsFor(const SearchWords &words)
+{
+    std::pair<std::string, std::string> expressions;
+    for (const auto &[column, text] :
+         {std::pair("user : ", &words.user), std::pair("room : ", &words.room), std::pair("", &words.any)}) {
+        for (const auto &word : wordsOf(*text)) {
+            if (isShort(word))
+                appendTerm(expressions.second, column, hexText(word));
+            else
+                appendTerm(expressions.first, column, word);
+        }
+    }
+    return expressions;
+}
+
+} // namespace
+
+UploadTable::UploadTable(const std::filesystem::path &file) : database_(file)
+{
+    auto version = database_.prepare("PRAGMA application_id");
+    version.step();
+    const auto found = version.integer(0);
+    version.step();
+    if (found == kVersion)
+        return;
+    if (found != 0)
+        throw DatabaseError("the index of the uploads has another version", true);
+    database_.execute("BEGIN");
+    database_.execute(kTables);
+    database_.execute("PRAGMA application_id=" + std::to_string(kVersion));
+    database_.execute("COMMIT");
+}
+
+bool UploadTable::isComplete()
+{
+    auto version = database_.prepare("PRAGMA user_version");
+    version.step();
+    return version.integer(0) == kVersion;
+}
+
+void UploadTable::markComplete()
+{
+    database_.execute("PRAGMA user_version=" + std::to_string(kVersion));
+}
+
+std::vector<UploadTable::Key> UploadTable::keys()
+{
+    std::vector<Key> keys;
+    auto rows = database_.prepare("SELECT seq, id, time FROM uploads INDEXED BY keys");
+    while (rows.step())
+        keys.push_back({rows.integer(0), rows.text(1), rows.text(2)});
+    return keys;
+}
+
+IndexedUpload UploadTable::upload(std::int64_t seq)
+{
+    IndexedUpload upload;
+    auto row = database_.prepare("SELECT id, time, nickname, login_name, user_id, rooms, namespace, file_name, "
+                                 "content_name, bytes, sha256, message, unsplit FROM uploads WHERE seq = ?");
+    if (!row.bind(seq).step())
+        throw DatabaseError("the index of the uploads lacks a row", true);
+    if (const auto id = parseUploadId(row.text(0)))
+        upload.id = *id;
+    upload.time = row.text(1);
+    upload.nickname = row.text(2);
+    upload.loginName = row.text(3);
+    upload.userId = row.text(4);
+    upload.rooms = roomsOf(row.text(5));
+    upload.nameSpace = row.text(6);
+    if (!row.isNull(7))
+        upload.fileName = row.text(7);
+    upload.contentName = row.text(8);
+    if (!row.isNull(9))
+        upload.bytes = static_cast<std::uint64_t>(row.integer(9));
+    upload.sha256 = row.text(10);
+    upload.message = row.text(11);
+    upload.unsplit = row.text(12);
+    return upload;
+}
+
+void UploadTable::change(const std::vector<Row> &added, const std::vector<std::int64_t> &removed)
+{
+    database_.execute("BEGIN");
+    try {
+        auto uploads = database_.prepare("INSERT INTO uploads VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+        auto words = database_.prepare("INSERT INTO words(rowid, user, room, rest) VALUES(?,?,?,?)");
+        auto grams = database_.prepare("INSERT INTO grams(rowid, user, room, rest) VALUES(?,?,?,?)");
+        for (const auto &[seq, upload, texts] : added) {
+            uploads.bind(seq).bind(upload.id.text).bind(shortened(upload.time)).bind(shortened(upload.nickname));
+            uploads.bind(shortened(upload.loginName)).bind(shortened(upload.userId)).bind(roomsText(upload.rooms));
+            uploads.bind(shortened(upload.nameSpace));
+            upload.fileName ? uploads.bind(shortened(*upload.fileName)) : uploads.bindNull();
+            uploads.bind(upload.contentName);
+            upload.bytes ? uploads.bind(static_cast<std::int64_t>(*upload.bytes)) : uploads.bindNull();
+            uploads.bind(upload.sha256).bind(shortened(upload.message)).bind(shortened(upload.unsplit)).step();
+            words.bind(seq).bind(texts.user).bind(texts.room).bind(texts.rest).step();
+            grams.bind(seq).bind(gramsOf(texts.user)).bind(gramsOf(texts.room)).bind(gramsOf(texts.rest)).step();
+        }
+        for (const auto seq : removed)
+            remove(seq);
+        database_.execute("COMMIT");
+    } catch (const DatabaseError &) {
+        try {
+            database_.execute("ROLLBACK");
+        } catch (const DatabaseError &) { // some errors have rolled back by themselves
+        }
+        throw;
+    }
+}
+
+void UploadTable::remove(std::int64_t seq)
+{
+    // The table of short words keeps no texts: what to take out of its lists has to be told.
+    auto texts = database_.prepare("SELECT user, room, rest FROM words WHERE rowid = ?");
+    if (texts.bind(seq).step()) {
+        database_.prepare("INSERT INTO grams(grams, rowid, user, room, rest) VALUES('delete',?,?,?,?)")
+            .bind(seq)
+            .bind(gramsOf(texts.text(0)))
+            .bind(gramsOf(texts.text(1)))
+            .bind(gramsOf(texts.text(2)))
+            .step();
+    }
+    database_.prepare("DELETE FROM words WHERE rowid = ?").bind(seq).step();
+    database_.prepare("DELETE FROM uploads WHERE seq = ?").bind(seq).step();
+}
+
+std::vector<std::int64_t> UploadTable::find(const SearchWords &words, std::int64_t above)
+{
+    const auto rowsOf = [&](const std::string &sql, const std::string &expression) {
+        std::vector<std::int64_t> found;
+        auto rows = database_.prepare(sql);
+        rows.bind(expression).bind(above);
+        while (rows.step())
+            found.push_back(rows.integer(0));
+        return found;
+    };
+    const auto [longOnes, shortOnes] = expressionsFor(words);
+    auto found = longOnes.empty()
+                     ? std::vector<std::int64_t>()
+                     : rowsOf("SELECT rowid FROM words WHERE words MATCH ? AND rowid > ? ORDER BY rowid", longOnes);
+    if (shortOnes.empty())
+        return found;
+    auto others = rowsOf("SELECT rowid FROM grams WHERE grams MATCH ? AND rowid > ? ORDER BY rowid", shortOnes);
+    if (longOnes.empty())
+        return others;
+    std::vector<std::int64_t> both;
+    std::set_intersection(found.begin(), found.end(), others.begin(), others.end(), std::back_inserter(both));
+    return both;
+}
