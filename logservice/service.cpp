@@ -2,6 +2,7 @@
 
 #include "http/listener.h"
 #include "intake/routes.h"
+#include "page/pageroutes.h"
 #include "store/folderstore.h"
 
 #include <csignal>
@@ -25,6 +26,14 @@ sigset_t holdBackEndSignals()
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return signals;
+}
+
+std::vector<std::string> kinds()
+{
+    std::vector<std::string> names;
+    for (const auto &endpoint : endpoints())
+        names.push_back(endpoint.kind);
+    return names;
 }
 
 /// \a destination is empty when nothing is stored.
@@ -68,8 +77,9 @@ int runService(const Options &options)
         ::kill(::getpid(), SIGTERM);
     };
     const auto origin = "http://127.0.0.1:" + std::to_string(uploads.port());
-    const RouteContext context = {options.code, *store, log, destination, index, origin};
+    const RouteContext context = {options.code, *store, log};
     addRoutes(uploads.server(), Port::Main, context);
+    addPageRoutes(uploads.server(), {index, log, destination, origin, kinds()});
     uploads.start(fail);
     if (reports) {
         addRoutes(reports->server(), Port::Report, context);

@@ -1,7 +1,6 @@
 #include "intake/routes.h"
 
 #include "http/answer.h"
-#include "page/pageroutes.h"
 
 #include <algorithm>
 
@@ -58,8 +57,6 @@ void addRoutes(httplib::Server &server, Port port, const RouteContext &context)
         if (endpoint.port == port)
             addEndpoint(server, endpoint, context);
     }
-    if (port == Port::Main)
-        addPageRoutes(server, context);
 
     server.set_pre_routing_handler([](const httplib::Request &request, httplib::Response & /*response*/) {
         dropRanges(request);

@@ -31,7 +31,7 @@ struct LogQuery
     std::uint64_t from = 0;              ///< a row that holds this byte is the first one that is looked at
     std::optional<std::uint64_t> before; ///< instead of from: the rows that are nearest in front of this byte
     Level level = Level::None;           ///< of graver ones and this one; None: all
-    std::vector<std::string> words;      ///< as folded by the search; a row has to hold all of them
+    std::vector<std::string> words;      ///< see folded(); a row has to hold all of them
 
     bool isFiltered() const { return level != Level::None || !words.empty(); }
 };

@@ -342,6 +342,7 @@ UploadMatches UploadIndex::find(const UploadQuery &query) const
         }
         UploadMatches matches;
         matches.total = hits.size();
+        matches.newerCount = static_cast<std::uint64_t>(hits.end() - last);
         for (auto hit = last; hit != first;)
             matches.uploads.push_back(index.table().upload(index.entry(*--hit).seq));
         if (first != last && first != hits.begin())
