@@ -41,7 +41,7 @@ struct LogLimits
 {
     std::size_t maxRows = 200;
     std::uint64_t maxShownBytes = std::uint64_t(256) * 1024;
-    std::uint64_t maxReadBytes = std::uint64_t(64) * 1024 * 1024;
+    std::uint64_t maxReadBytes = std::uint64_t(32) * 1024 * 1024; ///< a second of folding, if none of it is ASCII
 };
 
 /// The rows of a page, in the order of the file.

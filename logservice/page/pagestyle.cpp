@@ -46,6 +46,7 @@ nav { display: flex; flex-wrap: wrap; gap: 1rem; padding: .5rem 0 1rem; }
 .log .text { width: 100%; font-family: monospace; white-space: pre-wrap; }
 td[data-label=Place] { min-width: 14rem; }
 .log th a { color: inherit; font-weight: normal; text-decoration: none; }
+.log th a:hover { text-decoration: underline; }
 .log tr:target { background: var(--marked); }
 .debug, .log td:not(.text) { color: var(--faint); }
 .warning, .warning td[data-label=Level] { color: var(--warning); }

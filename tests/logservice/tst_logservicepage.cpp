@@ -36,6 +36,8 @@ private slots:
     void servesFieldsAndDocuments();
     void answersHead_data();
     void answersHead();
+    void refusesPlacesInALogThatMakeNoSense_data();
+    void refusesPlacesInALogThatMakeNoSense();
     void findsNothingElse_data();
     void findsNothingElse();
     void followsNoLinks();
@@ -107,6 +109,8 @@ void TestLogServicePage::givesThePageNothingToRun()
           "X-Content-Type-Options: nosniff", "Referrer-Policy: no-referrer",
           "Cross-Origin-Resource-Policy: same-origin", "Cache-Control: no-store"})
         QVERIFY2(page.head.contains(QByteArray("\r\n") + line + "\r\n"), page.head.constData());
+    QCOMPARE(upload("a.log", "bytes").status, 200);
+    QVERIFY(get("/uploads/000001-logfile/log").head.contains("Content-Security-Policy: default-src 'none'; style-src"));
     const RawAnswer style = get("/style.css");
     QCOMPARE(style.status, 200);
     QVERIFY(style.head.contains("\r\nContent-Type: text/css; charset=utf-8\r\n"));
@@ -180,8 +184,8 @@ void TestLogServicePage::servesFieldsAndDocuments()
 void TestLogServicePage::answersHead_data()
 {
     QTest::addColumn<QByteArray>("target");
-    for (const char *target :
-         {"/", "/style.css", "/uploads/000001-logfile/file", "/uploads/000001-logfile/file?download"})
+    for (const char *target : {"/", "/style.css", "/api/uploads", "/uploads/000001-logfile/log",
+                               "/uploads/000001-logfile/file", "/uploads/000001-logfile/file?download"})
         QTest::newRow(target) << QByteArray(target);
 }
 
@@ -207,6 +211,29 @@ void TestLogServicePage::answersHead()
     QCOMPARE(sorted(head), sorted(next));
 }
 
+void TestLogServicePage::refusesPlacesInALogThatMakeNoSense_data()
+{
+    QTest::addColumn<QByteArray>("query");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::newRow("no number") << QByteArray("from=x") << QByteArray("from=\"x\" is not a number");
+    QTest::newRow("negative") << QByteArray("before=-1") << QByteArray("before=\"-1\" is not a number");
+    QTest::newRow("too large") << QByteArray("from=18446744073709551615") << QByteArray("from=\"1844");
+    QTest::newRow("both") << QByteArray("from=0&before=5") << QByteArray("from and before do not go together");
+    QTest::newRow("no level") << QByteArray("level=Notice") << QByteArray("level=\"Notice\" is not one of debug info");
+    QTest::newRow("unknown") << QByteArray("line=7") << QByteArray("there is no parameter \"line\"");
+    QTest::newRow("long") << "text=" + QByteArray(201, 'x') << QByteArray("text is longer than 200 bytes");
+}
+
+void TestLogServicePage::refusesPlacesInALogThatMakeNoSense()
+{
+    QFETCH(QByteArray, query);
+    QFETCH(QByteArray, reason);
+    QCOMPARE(upload("a.log", "bytes").status, 200);
+    const RawAnswer answer = get("/uploads/000001-logfile/log?" + query);
+    QCOMPARE(answer.status, 400);
+    QVERIFY2(answer.body.startsWith(reason), answer.body.constData());
+}
+
 void TestLogServicePage::findsNothingElse_data()
 {
     QTest::addColumn<QByteArray>("target");
@@ -216,6 +243,11 @@ void TestLogServicePage::findsNothingElse_data()
                                "/uploads/000001-logfile/",
                                "/uploads/000001-logfile/upload.json",
                                "/uploads/000001-logfile/file/",
+                               "/uploads/000001-logfile/log/",
+                               "/uploads/000002-logfile/log",
+                               "/uploads/1-logfile/log",
+                               "/api/uploads/",
+                               "/api",
                                "/uploads/000002-logfile/file",
                                "/uploads/000001-crash/file",
                                "/uploads/1-logfile/file",
@@ -267,7 +299,8 @@ void TestLogServicePage::followsNoLinks()
     QVERIFY(QFile::link(secret.fileName(), stored(QStringLiteral("000002-logfile/file.bin"))));
     QVERIFY(QFile::link(secret.fileName(), stored(QStringLiteral("000002-logfile/upload.json"))));
     for (const char *target :
-         {"/uploads/000001-logfile/file", "/uploads/000002-logfile/file", "/uploads/000002-logfile/fields"})
+         {"/uploads/000001-logfile/file", "/uploads/000002-logfile/file", "/uploads/000002-logfile/fields",
+          "/uploads/000001-logfile/log", "/uploads/000002-logfile/log"})
         QCOMPARE(get(target).status, 404);
 }
 
@@ -294,7 +327,8 @@ void TestLogServicePage::takesOnlyGetAndPostWhereItDid()
 void TestLogServicePage::endsTheConnectionBehindAGetWithABody()
 {
     QCOMPARE(upload("a.log", "bytes").status, 200);
-    for (const char *target : {"/", "/style.css", "/uploads/000001-logfile/file"}) {
+    for (const char *target :
+         {"/", "/style.css", "/api/uploads", "/uploads/000001-logfile/log", "/uploads/000001-logfile/file"}) {
         const QByteArray inner = request("GET", "/nope");
         RawClient client(service().port());
         client.send(request("GET", target, "Content-Length: " + QByteArray::number(inner.size()) + "\r\n") + inner);

@@ -157,7 +157,7 @@ void TestUploadPageInBrowser::filtersByText()
     const auto found = input.match(nothing);
     QVERIFY2(found.hasMatch(), qPrintable(nothing));
     QCOMPARE(plain(found.captured(1)), QStringLiteral("\"><script>document.title='owned'</script>"));
-    QCOMPARE(nothing.count(QStringLiteral("<input")), 1);
+    QCOMPARE(nothing.count(QStringLiteral("<input")), 5);
     // Outside of that value there is no such element.
     QVERIFY(!QString(nothing).remove(found.captured(0)).contains(QStringLiteral("<script")));
     QVERIFY(nothing.contains(QStringLiteral("No upload matches.")));
@@ -168,7 +168,7 @@ void TestUploadPageInBrowser::showsALogWithAScriptAsText()
 {
     for (const char *id : {"000001-logfile", "000003-logfile"}) {
         const QString opened = load(QStringLiteral("/uploads/%1/log").arg(QLatin1String(id)));
-        QVERIFY(shownText(opened).contains(QString::fromUtf8("11 <script>document.title='owned'</script>")));
+        QVERIFY(shownText(opened).contains(QString::fromUtf8("11<script>document.title='owned'</script>")));
         QVERIFY(!opened.contains(QStringLiteral("<script")));
         QVERIFY(!title(opened).contains(QStringLiteral("owned")));
         const QString document = load(QStringLiteral("/uploads/%1/file").arg(QLatin1String(id)));
