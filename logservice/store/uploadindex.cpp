@@ -37,9 +37,9 @@ std::int64_t timeNumber(const std::string &time)
 
 constexpr std::int64_t kTimesOfADay = 1000000;
 
-std::string dayText(std::int64_t time)
+std::string dayText(std::int64_t day)
 {
-    const auto digits = std::to_string(time / kTimesOfADay + 100000000).substr(1);
+    const auto digits = std::to_string(day + 100000000).substr(1);
     return digits.substr(0, 4) + '-' + digits.substr(4, 2) + '-' + digits.substr(6, 2);
 }
 
@@ -239,6 +239,8 @@ private:
         if (searches_.size() > kMaxKeptSearches)
             searches_.pop_back();
         auto &isFound = searches_.front().isFound;
+        if (isFound.size() > static_cast<std::size_t>(lastSeq_))
+            return searches_.front();
         const auto found = table_->find(words, static_cast<std::int64_t>(isFound.size()) - 1);
         isFound.resize(static_cast<std::size_t>(lastSeq_) + 1);
         for (const auto seq : found)
@@ -342,8 +344,10 @@ UploadMatches UploadIndex::find(const UploadQuery &query) const
         }
         UploadMatches matches;
         matches.total = hits.size();
+        std::vector<std::int64_t> seqs;
         for (auto hit = last; hit != first;)
-            matches.uploads.push_back(index.table().upload(index.entry(*--hit).seq));
+            seqs.push_back(index.entry(*--hit).seq);
+        matches.uploads = index.table().uploads(seqs);
         if (first != last && first != hits.begin())
             matches.older = index.idOf(index.entry(*first));
         if (first != last && last != hits.end())
@@ -358,7 +362,7 @@ std::optional<IndexedUpload> UploadIndex::find(const UploadId &id) const
         const auto position = impl_->position(id);
         if (!impl_->isAt(position, id))
             return std::nullopt;
-        return impl_->table().upload(impl_->entry(position).seq);
+        return impl_->table().uploads({impl_->entry(position).seq}).front();
     });
 }
 
@@ -370,18 +374,18 @@ std::uint64_t UploadIndex::storedCount() const
 std::vector<DayCount> UploadIndex::countsByDay(const UploadQuery &query, std::size_t days) const
 {
     return impl_->withTable([&] {
-        std::map<std::string, std::map<std::string, std::uint64_t>> byDay;
+        std::map<std::int64_t, std::map<std::string, std::uint64_t>> byDay;
         for (const auto hit : impl_->hits(query)) {
             const auto &entry = impl_->entry(hit);
             if (entry.time != 0)
-                ++byDay[dayText(entry.time)][impl_->kindOf(entry)];
+                ++byDay[entry.time / kTimesOfADay][impl_->kindOf(entry)];
         }
         while (byDay.size() > days)
             byDay.erase(byDay.begin());
         std::vector<DayCount> counts;
         for (const auto &[day, kinds] : byDay) {
             for (const auto &[kind, count] : kinds)
-                counts.push_back({day, kind, count});
+                counts.push_back({dayText(day), kind, count});
         }
         return counts;
     });
