@@ -28,6 +28,14 @@ sigset_t holdBackEndSignals()
     return signals;
 }
 
+std::vector<std::string> kinds()
+{
+    std::vector<std::string> names;
+    for (const auto &endpoint : endpoints())
+        names.push_back(endpoint.kind);
+    return names;
+}
+
 std::string readyLine(const std::string &origin, const std::optional<Listener> &reports, const std::string &folder)
 {
     return "kxlogservice: listening on " + origin + " (" +
@@ -58,11 +66,10 @@ int runService(const Options &options)
         ::kill(::getpid(), SIGTERM);
     };
     const auto origin = "http://127.0.0.1:" + std::to_string(uploads.port());
-    const RouteContext context = {
-        options.code,    options.status, std::chrono::milliseconds(options.delayMs), *store, log, store->index(),
-        store->folder(), origin};
+    const RouteContext context = {options.code, options.status, std::chrono::milliseconds(options.delayMs), *store,
+                                  log};
     addRoutes(uploads.server(), Port::Main, context);
-    addPageRoutes(uploads.server(), context);
+    addPageRoutes(uploads.server(), {store->index(), log, store->folder(), origin, kinds()});
     uploads.start(fail);
     if (reports) {
         addRoutes(reports->server(), Port::Report, context);

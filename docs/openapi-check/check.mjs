@@ -1,6 +1,7 @@
 // Usage: check.mjs OPENAPI PAGE
 // Validates the description, and holds the captured requests of the page against it: method, path, kind of body, the
-// names, order and content types of the parts, and every JSON text. Prints what is wrong; the status is 1 then.
+// names, order and content types of the parts, and every JSON text; also the examples of answers against their own
+// schemas. Prints what is wrong; the status is 1 then.
 
 import { readFileSync } from 'node:fs';
 import { Validator } from '@seriousme/openapi-schema-validator';
@@ -86,8 +87,14 @@ for (const { name, method, path, headers, body } of examples) {
   else if (type === 'application/json') checkJson(body, media.schema, name);
   else checkForm(name, partsOf(headers['Content-Type'], body), media);
 }
-for (const path of Object.keys(description.paths)) {
-  if (!examples.some((example) => example.path === path)) problems.push(`${path} is described, but has no example`);
+for (const [path, { post, get }] of Object.entries(description.paths)) {
+  if (post && !examples.some((example) => example.path === path))
+    problems.push(`${path} is described, but has no example`);
+  // A test of the log service sees to it that the example of a query is a real answer.
+  for (const [status, { content }] of Object.entries(get?.responses ?? {})) {
+    const media = content['application/json'];
+    if (media) checkJson(JSON.stringify(media.example), media.schema, `${path}: the example for ${status}`);
+  }
 }
 
 if (problems.length > 0) {

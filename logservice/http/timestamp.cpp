@@ -31,15 +31,13 @@ std::string localTime()
     return formatted(parts, kLocalFormat);
 }
 
-std::string localTimeOf(const std::string &utc)
+bool isUtcTime(const std::string &text)
 {
     std::tm parts = {};
-    const char *end = ::strptime(utc.c_str(), kUtcFormat, &parts);
+    const char *end = ::strptime(text.c_str(), kUtcFormat, &parts);
     // Formatting it again finds what reading lets pass: shorter numbers, blanks, days that no month has.
     if (end == nullptr || *end != '\0')
-        return {};
+        return false;
     const std::time_t time = ::timegm(&parts);
-    if (!::gmtime_r(&time, &parts) || formatted(parts, kUtcFormat) != utc || !::localtime_r(&time, &parts))
-        return {};
-    return formatted(parts, kLocalFormat);
+    return ::gmtime_r(&time, &parts) != nullptr && formatted(parts, kUtcFormat) == text;
 }

@@ -8,5 +8,5 @@ std::string utcTime();
 /// Now, local, as "2016-05-01 13:07:09".
 std::string localTime();
 
-/// The time \a utc, of the form of utcTime(), in the form of localTime(); empty when it has another form.
-std::string localTimeOf(const std::string &utc);
+/// Whether \a text has the form of utcTime() and is a second of a day that exists.
+bool isUtcTime(const std::string &text);

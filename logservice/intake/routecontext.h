@@ -1,12 +1,9 @@
 #pragma once
 
 #include "http/requestlog.h"
-#include "store/uploadindex.h"
 #include "store/uploadstore.h"
 
 #include <chrono>
-#include <filesystem>
-#include <string>
 
 /// What the routes need; the references have to outlive the server.
 struct RouteContext
@@ -16,7 +13,4 @@ struct RouteContext
     std::chrono::milliseconds delay{0}; ///< waited before each answer to an upload or report
     UploadStore &store;
     RequestLog &log;
-    const UploadIndex &index;     ///< of what is stored
-    std::filesystem::path folder; ///< of the stored uploads
-    std::string origin;           ///< of the main port, for example http://127.0.0.1:8700
 };

@@ -1,70 +1,67 @@
 #include "page/htmltext.h"
 
-#include "http/utf8.h"
+#include "store/searchtext.h"
 
 namespace {
 
 constexpr char kReplacement[] = "\xef\xbf\xbd";
 constexpr char kEllipsis[] = "\xe2\x80\xa6";
+constexpr std::size_t kMaxCharacterRest = 3;
 
-void appendAscii(std::string &html, char c)
+bool isControl(char c)
+{
+    return (static_cast<unsigned char>(c) < 0x20U && c != '\n' && c != '\t') || c == '\x7f';
+}
+
+/// Returns what stands for \a c in HTML; empty: itself.
+std::string_view escape(char c)
 {
     switch (c) {
     case '&':
-        html += "&amp;";
-        break;
+        return "&amp;";
     case '<':
-        html += "&lt;";
-        break;
+        return "&lt;";
     case '>':
-        html += "&gt;";
-        break;
+        return "&gt;";
     case '"':
-        html += "&quot;";
-        break;
+        return "&quot;";
     case '\'':
-        html += "&#39;";
-        break;
-    case '\n':
-    case '\t':
-        html += c;
-        break;
+        return "&#39;";
     default:
-        if (static_cast<unsigned char>(c) < 0x20U || c == '\x7f')
-            html += kReplacement;
-        else
-            html += c;
+        return isControl(c) ? kReplacement : std::string_view();
     }
 }
 
-/// U+0080 to U+009F.
-bool isControl(std::string_view character)
+/// Cuts \a text after \a maxBytes bytes, or in front of the character that goes beyond.
+std::string_view cut(std::string_view text, std::size_t maxBytes)
 {
-    return character.size() == 2 && character[0] == '\xc2' && static_cast<unsigned char>(character[1]) < 0xa0U;
+    if (text.size() <= maxBytes)
+        return text;
+    auto end = maxBytes;
+    while (end > 0 && maxBytes - end < kMaxCharacterRest && (text[end] & '\xc0') == '\x80')
+        --end;
+    return text.substr(0, end);
 }
 
 } // namespace
 
 std::string htmlText(std::string_view text, std::size_t maxBytes)
 {
+    const auto valid = validUtf8(cut(text, maxBytes));
     std::string html;
-    std::size_t taken = 0;
-    while (taken < text.size()) {
-        const auto length = utf8Length(text.substr(taken));
-        const auto character = text.substr(taken, length == 0 ? 1 : length);
-        if (taken + character.size() > maxBytes)
-            return html + kEllipsis;
-        if (text.substr(taken, 2) == "\r\n") {
-            ++taken;
+    html.reserve(valid.size());
+    for (std::size_t i = 0; i < valid.size(); ++i) {
+        const auto next = i + 1 < valid.size() ? valid[i + 1] : '\0';
+        if (valid[i] == '\r' && next == '\n')
             continue;
-        }
-        if (length == 0 || isControl(character))
+        if (valid[i] == '\xc2' && static_cast<unsigned char>(next) < 0xa0U) { // U+0080 to U+009F
             html += kReplacement;
-        else if (length == 1)
-            appendAscii(html, character.front());
-        else
-            html += character;
-        taken += character.size();
+            ++i;
+        } else if (const auto instead = escape(valid[i]); !instead.empty()) {
+            html += instead;
+        } else {
+            html += valid[i];
+        }
     }
-    return html;
+    return text.size() > maxBytes ? html + kEllipsis : html;
 }

@@ -2,10 +2,11 @@
 
 #include "http/answer.h"
 #include "http/foreignpages.h"
-#include "intake/endpoints.h"
-#include "page/attachment.h"
+#include "page/logpage.h"
 #include "page/pagestyle.h"
+#include "page/uploadchart.h"
 #include "page/uploadpage.h"
+#include "page/uploadsjson.h"
 #include "store/storedfile.h"
 #include "store/uploadrecord.h"
 
@@ -14,7 +15,6 @@
 
 namespace {
 
-constexpr std::size_t kMaxQueryTextBytes = 200;
 constexpr std::size_t kPieceBytes = std::size_t(64) * 1024;
 constexpr char kPlainText[] = "text/plain; charset=utf-8";
 
@@ -35,53 +35,99 @@ void setGuards(httplib::Response &response, const char *contentPolicy)
     response.set_header("Accept-Ranges", "none");
 }
 
-void answerPage(const httplib::Request &request, httplib::Response &response, const RouteContext &context)
+void answerHtml(const httplib::Request &request, httplib::Response &response, const std::string &html)
+{
+    setGuards(response, "default-src 'none'; style-src 'self'; img-src data:; form-action 'self'; base-uri 'none'; "
+                        "frame-ancestors 'none'");
+    setAnswer(response, 200, "text/html; charset=utf-8", html, isWithoutBody(request));
+}
+
+void answerList(const httplib::Request &request, httplib::Response &response, const PageContext &context)
 {
     UploadPage page;
     page.origin = context.origin;
-    page.stores = true;
-    for (const auto &endpoint : endpoints())
-        page.kinds.push_back(endpoint.kind);
-    const auto kind = request.get_param_value("kind");
-    if (std::count(page.kinds.begin(), page.kinds.end(), kind) > 0)
-        page.query.kind = kind;
-    page.query.text = request.get_param_value("text");
-    if (page.query.text.size() > kMaxQueryTextBytes)
-        throw Refusal(400, "the text to look for is longer than " + std::to_string(kMaxQueryTextBytes) + " bytes");
-    page.query.before = parseUploadId(request.get_param_value("before"));
-    if (page.stores) {
-        page.matches = context.index.find(page.query);
-        page.storedCount = context.index.storedCount();
-    }
-
-    setGuards(response, "default-src 'none'; style-src 'self'; img-src data:; form-action 'self'; base-uri 'none'; "
-                        "frame-ancestors 'none'");
-    setAnswer(response, 200, "text/html; charset=utf-8", uploadPageHtml(page), isWithoutBody(request));
+    page.kinds = context.kinds;
+    page.parameters =
+        parametersOf(request, {"user", "room", "kind", "since", "until", "text", "limit", "before", "after"});
+    const auto query = uploadQuery(page.parameters, page.kinds);
+    page.matches = context.index.find(query);
+    page.storedCount = context.index.storedCount();
+    page.days = context.index.countsByDay(query, kChartDays);
+    answerHtml(request, response, uploadPageHtml(page));
 }
 
-void answerStyle(const httplib::Request &request, httplib::Response &response)
+void answerQuery(const httplib::Request &request, httplib::Response &response, const PageContext &context)
+{
+    const auto parameters =
+        parametersOf(request, {"user", "room", "kind", "since", "until", "text", "limit", "before"});
+    const auto query = uploadQuery(parameters, context.kinds);
+    const auto matches = context.index.find(query);
+    setGuards(response, "default-src 'none'");
+    setAnswer(response, 200, "application/json", uploadsJson(matches), isWithoutBody(request));
+}
+
+void answerStyle(const httplib::Request &request, httplib::Response &response, const PageContext & /*context*/)
 {
     setGuards(response, "default-src 'none'");
     setAnswer(response, 200, "text/css; charset=utf-8", pageStyle(), isWithoutBody(request));
 }
 
-/// The name under which \a upload is offered for a download.
+const char kNoUpload[] = "there is no such upload";
+
+/// A name for a download that is its own on every disk: the upload's id and what ASCII there is of the name that was
+/// sent.
 std::string downloadName(const IndexedUpload &upload)
 {
-    return upload.fileName.value_or(upload.id.text + ".json");
+    constexpr std::size_t kMaxSentBytes = 100;
+    const auto sent = upload.fileName.value_or(upload.contentName);
+    std::string name;
+    for (const char c : sent.substr(sent.size() - std::min(sent.size(), kMaxSentBytes))) {
+        const bool isPlain =
+            (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.' || c == '-';
+        if (isPlain || name.empty() || name.back() != '_')
+            name += isPlain ? c : '_';
+    }
+    return upload.id.text + "-" + name;
 }
 
-void answerFile(const httplib::Request &request, httplib::Response &response, const std::filesystem::path &folder,
-                const IndexedUpload &upload, const std::string &name)
+IndexedUpload uploadOf(const PageContext &context, const std::string &text)
 {
-    const auto file = StoredFile::open(folder, upload.id, name);
-    if (!file)
-        throw Refusal(404, "there is no such upload");
+    const auto id = parseUploadId(text);
+    auto upload = id ? context.index.find(*id) : std::nullopt;
+    if (!upload)
+        throw Refusal(404, kNoUpload);
+    return *std::move(upload);
+}
 
+std::shared_ptr<const StoredFile> openedFile(const PageContext &context, const UploadId &id, const std::string &name)
+{
+    auto file = StoredFile::open(context.folder, id, name);
+    if (!file)
+        throw Refusal(404, kNoUpload);
+    return file;
+}
+
+void answerLog(const httplib::Request &request, httplib::Response &response, const PageContext &context)
+{
+    LogView view;
+    view.parameters = parametersOf(request, {"from", "before", "level", "text"});
+    view.query = logQuery(view.parameters);
+    view.upload = uploadOf(context, request.matches[1].str());
+    const auto file = openedFile(context, view.upload.id, view.upload.contentName);
+    view.fileBytes = file->size();
+    view.page = readLog(*file, view.query);
+    answerHtml(request, response, logPageHtml(view));
+}
+
+void answerFile(const httplib::Request &request, httplib::Response &response, const PageContext &context)
+{
+    const auto upload = uploadOf(context, request.matches[1].str());
+    const auto file =
+        openedFile(context, upload.id, request.matches[2] == "fields" ? kUploadRecordName : upload.contentName);
     const bool isDownload = request.has_param("download");
     setGuards(response, "default-src 'none'; sandbox; frame-ancestors 'none'");
     if (isDownload)
-        response.set_header("Content-Disposition", attachmentDisposition(downloadName(upload)));
+        response.set_header("Content-Disposition", "attachment; filename=\"" + downloadName(upload) + "\"");
     const bool keepsConnection = isWithoutBody(request);
     if (!keepsConnection)
         response.set_header("Connection", "close");
@@ -101,45 +147,35 @@ void answerFile(const httplib::Request &request, httplib::Response &response, co
         });
 }
 
-/// Calls \a answer if the request is meant for this machine; what is thrown becomes the answer.
-template<typename Answer>
-void answerOrRefuse(const httplib::Request &request, httplib::Response &response, RequestLog &log, Answer answer)
+using Answer = void (*)(const httplib::Request &, httplib::Response &, const PageContext &);
+
+/// Has \a answer called for requests that are meant for this machine; what is thrown becomes the answer.
+void addRoute(httplib::Server &server, const char *pattern, const PageContext &context, Answer answer)
 {
-    const auto refuse = [&](const Refusal &refusal) {
-        log.writeStray(request, refusal);
-        setRefusal(response, refusal);
-    };
-    try {
-        refuseForeignHost(request);
-        answer();
-    } catch (const Refusal &refusal) {
-        refuse(refusal);
-    } catch (const std::exception &failure) {
-        refuse(Refusal(500, failure.what()));
-    }
+    server.Get(pattern, [context, answer](const httplib::Request &request, httplib::Response &response) {
+        const auto refuse = [&](const Refusal &refusal) {
+            context.log.writeStray(request, refusal);
+            setRefusal(response, refusal);
+        };
+        try {
+            refuseForeignHost(request);
+            answer(request, response, context);
+        } catch (const Refusal &refusal) {
+            refuse(refusal);
+        } catch (const std::exception &failure) {
+            refuse(Refusal(500, failure.what()));
+        }
+    });
 }
 
 } // namespace
 
-void addPageRoutes(httplib::Server &server, const RouteContext &context)
+void addPageRoutes(httplib::Server &server, const PageContext &context)
 {
-    server.Get("/", [context](const httplib::Request &request, httplib::Response &response) {
-        answerOrRefuse(request, response, context.log, [&] { answerPage(request, response, context); });
-    });
-    server.Get("/style\\.css", [context](const httplib::Request &request, httplib::Response &response) {
-        answerOrRefuse(request, response, context.log, [&] { answerStyle(request, response); });
-    });
-
+    addRoute(server, "/", context, answerList);
+    addRoute(server, "/style\\.css", context, answerStyle);
+    addRoute(server, "/api/uploads", context, answerQuery);
     // An id is letters, digits and dashes; whatever else is there is none.
-    server.Get("/uploads/([0-9a-z-]+)/(file|fields)", [context](const httplib::Request &request,
-                                                                httplib::Response &response) {
-        answerOrRefuse(request, response, context.log, [&] {
-            const auto id = parseUploadId(request.matches[1].str());
-            const auto upload = id ? context.index.find(*id) : std::nullopt;
-            if (!upload)
-                throw Refusal(404, "there is no such upload");
-            const bool isFields = request.matches[2] == "fields";
-            answerFile(request, response, context.folder, *upload, isFields ? kUploadRecordName : upload->contentName);
-        });
-    });
+    addRoute(server, "/uploads/([0-9a-z-]+)/log", context, answerLog);
+    addRoute(server, "/uploads/([0-9a-z-]+)/(file|fields)", context, answerFile);
 }

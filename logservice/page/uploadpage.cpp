@@ -1,64 +1,68 @@
 #include "page/uploadpage.h"
 
-#include "http/percentencoding.h"
+#include "page/htmlpage.h"
 #include "page/htmltext.h"
+#include "page/uploadchart.h"
 #include "page/uploadrow.h"
 
 namespace {
 
-std::string kindOptions(const UploadPage &page)
+std::string given(const UploadPage &page, const std::string &name)
 {
-    std::string html = "<option value=\"\">all kinds</option>\n";
-    for (const auto &kind : page.kinds) {
-        html += "<option value=\"" + htmlText(kind) + "\"" + (kind == page.query.kind ? " selected" : "") + ">" +
-                htmlText(kind) + "</option>\n";
-    }
-    return html;
+    const auto found = page.parameters.find(name);
+    return found == page.parameters.end() ? std::string() : found->second;
+}
+
+/// An input of the browser's for days; one for text when a time is given, which the other could not show.
+std::string timeInput(const UploadPage &page, const char *label, const char *name)
+{
+    constexpr std::size_t kDayBytes = 10;
+    const auto value = given(page, name);
+    return labelledInput(label, value.size() > kDayBytes ? "text" : "date", name, value);
 }
 
 std::string filterForm(const UploadPage &page)
 {
+    auto kinds = option("", "all kinds", false);
+    for (const auto &kind : page.kinds)
+        kinds += option(kind, kind, kind == given(page, "kind"));
     return "<form method=\"get\" action=\"/\" role=\"search\">\n"
            "<label>Kind <select name=\"kind\">\n" +
-           kindOptions(page) +
-           "</select></label>\n"
-           "<label>Text in the fields or the file name <input type=\"search\" name=\"text\" value=\"" +
-           htmlText(page.query.text) +
-           "\"></label>\n"
-           "<button>Show</button>\n"
-           "</form>\n";
+           kinds + "</select></label>\n" + labelledInput("User", "search", "user", given(page, "user")) +
+           labelledInput("Room", "search", "room", given(page, "room")) +
+           labelledInput("Any text", "search", "text", given(page, "text")) + timeInput(page, "Since (UTC)", "since") +
+           timeInput(page, "Until (UTC)", "until") + "<button>Show</button>\n</form>\n";
 }
 
-bool isFiltered(const UploadQuery &query)
+bool isFiltered(const UploadPage &page)
 {
-    return !query.kind.empty() || !query.text.empty();
+    for (const char *name : {"kind", "user", "room", "text", "since", "until"}) {
+        if (page.parameters.count(name) > 0)
+            return true;
+    }
+    return false;
 }
 
-std::string counted(std::uint64_t count)
+std::string counted(std::uint64_t count, const std::string &one, const std::string &more)
 {
-    return std::to_string(count) + (count == 1 ? " upload" : " uploads");
+    return std::to_string(count) + " " + (count == 1 ? one : more);
 }
 
 /// Says which of the uploads are shown.
 std::string status(const UploadPage &page)
 {
     const auto &matches = page.matches;
-    auto html = "<p class=\"status\">" + std::to_string(matches.uploads.size()) + " shown of ";
-    if (isFiltered(page.query))
-        html += std::to_string(matches.total) + (matches.total == 1 ? " match" : " matches") + " among ";
-    html += counted(page.storedCount);
-    html += page.query.before ? ", from before " + htmlText(page.query.before->text) : "";
-    html += ", newest first.";
-    if (isFiltered(page.query) || page.query.before)
-        html += " <a href=\"/\">Show all</a>";
-    return html + "</p>\n";
+    auto html = "<p class=\"status\">" +
+                (isFiltered(page) ? counted(matches.total, "match", "matches") + " among " : "") +
+                counted(page.storedCount, "upload", "uploads");
+    if (!matches.uploads.empty())
+        html += ", " + std::to_string(matches.newerCount + 1) + " to " +
+                std::to_string(matches.newerCount + matches.uploads.size()) + ", newest first";
+    return html + "." + (page.parameters.empty() ? "" : " <a href=\"/\">Show all</a>") + "</p>\n";
 }
 
 std::string emptyText(const UploadPage &page)
 {
-    if (!page.stores)
-        return "<p class=\"empty\">This service was started with <code>--discard</code>: it keeps nothing that "
-               "arrives, so there is nothing to show.</p>\n";
     if (page.storedCount == 0)
         return "<p class=\"empty\">Nothing has arrived yet. Run the tool, or send a file with curl, then load this "
                "page again:</p>\n<pre><code>curl -F room=nickname-ann. -F namespace=demo -F file=@client.log " +
@@ -68,36 +72,41 @@ std::string emptyText(const UploadPage &page)
 
 std::string table(const std::vector<IndexedUpload> &uploads)
 {
-    std::string html = "<table>\n<thead><tr><th scope=\"col\">No.</th><th scope=\"col\">Time</th>"
-                       "<th scope=\"col\">Kind</th><th scope=\"col\">User</th><th scope=\"col\">Rooms</th>"
-                       "<th scope=\"col\">File</th><th scope=\"col\">Size</th></tr></thead>\n<tbody>\n";
+    std::string html =
+        "<table class=\"uploads\">\n<thead><tr><th scope=\"col\">No.</th><th scope=\"col\">Time (UTC)</th>"
+        "<th scope=\"col\">Kind</th><th scope=\"col\">User</th><th scope=\"col\">Rooms</th>"
+        "<th scope=\"col\">File or message</th><th scope=\"col\">Size</th></tr></thead>\n<tbody>\n";
     for (const auto &upload : uploads)
         html += uploadRow(upload);
     return html + "</tbody>\n</table>\n";
 }
 
-std::string olderLink(const UploadPage &page)
+/// A link to another page of the list; \a neighbour is "before" or "after".
+std::string pageLink(const UploadPage &page, const char *text, const char *neighbour, const std::optional<UploadId> &id)
 {
-    if (!page.matches.older)
+    if (!id)
         return {};
-    const auto target = "/?kind=" + percentEncoded(page.query.kind) + "&text=" + percentEncoded(page.query.text) +
-                        "&before=" + percentEncoded(page.matches.older->text);
-    return R"(<nav><a rel="next" href=")" + htmlText(target) + "\">Older uploads</a></nav>\n";
+    auto parameters = page.parameters;
+    parameters.erase("before");
+    parameters.erase("after");
+    parameters[neighbour] = id->text;
+    return "<a href=\"" + htmlText(address("/", parameters)) + "\">" + text + "</a>\n";
+}
+
+std::string navigation(const UploadPage &page)
+{
+    const auto links = pageLink(page, "Newer uploads", "after", page.matches.newer) +
+                       pageLink(page, "Older uploads", "before", page.matches.older);
+    return links.empty() ? links : "<nav>" + links + "</nav>\n";
 }
 
 } // namespace
 
 std::string uploadPageHtml(const UploadPage &page)
 {
-    std::string html = "<!DOCTYPE html>\n"
-                       "<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-                       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-                       "<title>Uploads - kxlogservice</title>\n"
-                       "<link rel=\"icon\" href=\"data:,\">\n" // keeps browsers from asking for one
-                       "<link rel=\"stylesheet\" href=\"/style.css\">\n"
-                       "</head>\n<body>\n<main>\n<h1>Uploads</h1>\n";
-    if (page.stores && page.storedCount > 0)
-        html += filterForm(page) + status(page);
+    std::string html = "<h1>Uploads</h1>\n";
+    if (page.storedCount > 0)
+        html += filterForm(page) + uploadChart(page.days, page.kinds, page.parameters) + status(page);
     html += page.matches.uploads.empty() ? emptyText(page) : table(page.matches.uploads);
-    return html + olderLink(page) + "</main>\n</body>\n</html>\n";
+    return htmlPage("Uploads", html + navigation(page));
 }

@@ -1,20 +1,20 @@
 #pragma once
 
-#include "store/uploadindex.h"
+#include "page/parameters.h"
 
 #include <string>
 #include <vector>
 
-/// What the page shows.
+/// What the list shows.
 struct UploadPage
 {
-    UploadQuery query;
+    Parameters parameters; ///< of the request
     UploadMatches matches;
     std::uint64_t storedCount = 0;
+    std::vector<DayCount> days;
     std::vector<std::string> kinds; ///< that can be chosen
-    bool stores = true;             ///< false: nothing is kept, so there is nothing to list
-    std::string origin;             ///< see RouteContext
+    std::string origin;             ///< of the main port, for example http://127.0.0.1:8700
 };
 
-/// Returns the page as HTML. It works without scripts; nothing of what was sent becomes markup.
+/// Returns the list as HTML. It works without scripts; nothing of what was sent becomes markup.
 std::string uploadPageHtml(const UploadPage &page);

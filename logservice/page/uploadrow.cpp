@@ -25,57 +25,21 @@ std::string value(const std::string &text)
     return "<bdi>" + htmlText(text, kMaxValueBytes) + "</bdi>";
 }
 
-std::string timeHtml(const std::string &utc)
-{
-    if (utc.empty())
-        return {};
-    const auto local = localTimeOf(utc);
-    return local.empty() ? value(utc) : "<time datetime=\"" + htmlText(utc) + "\">" + htmlText(local) + "</time>";
-}
-
-std::string userHtml(const IndexedUpload &user)
-{
-    if (!user.unsplit.empty())
-        return "<bdi class=\"unsplit\">" + htmlText(user.unsplit, kMaxUnsplitBytes) + "</bdi>";
-    std::string html = user.nickname.empty() ? "" : "<b>" + value(user.nickname) + "</b> ";
-    if (!user.loginName.empty())
-        html += "<span class=\"more\">login " + value(user.loginName) + "</span> ";
-    if (!user.userId.empty())
-        html += "<span class=\"more\">id " + value(user.userId) + "</span>";
-    return html;
-}
-
-std::string roomsHtml(const std::vector<Room> &rooms)
-{
-    if (rooms.empty())
-        return {};
-    std::string html = "<ul>";
-    for (std::size_t i = 0; i < std::min(rooms.size(), kMaxRooms); ++i) {
-        html += "<li>" + (rooms[i].name.empty() ? "" : value(rooms[i].name) + " ");
-        html += "<span class=\"more\">id " + value(rooms[i].id) + "</span></li>";
-    }
-    if (rooms.size() > kMaxRooms)
-        html += "<li>and " + std::to_string(rooms.size() - kMaxRooms) + " more</li>";
-    return html + "</ul>";
-}
-
 std::string link(const std::string &target, const std::string &id, const char *text)
 {
     return R"(<a class="more" href=")" + htmlText(target) + R"(" aria-label=")" + text + " of " + htmlText(id) + "\">" +
            text + "</a>";
 }
 
+/// What a report tells stands for its file, whose name all of them have.
 std::string fileHtml(const IndexedUpload &upload)
 {
-    const auto folder = "/uploads/" + upload.id.text;
     std::string html;
     if (upload.bytes) {
-        const bool isNamed = upload.fileName && !upload.fileName->empty();
-        html = R"(<a class="file" href=")" + htmlText(folder + "/file") + "\">" +
-               value(isNamed ? *upload.fileName : upload.contentName) + "</a> " +
-               link(folder + "/file?download", upload.id.text, "download") + " ";
+        const auto &shown = upload.message.empty() ? fileTitle(upload) : upload.message;
+        html = R"(<a class="file" href="/uploads/)" + htmlText(upload.id.text) + "/log\">" + value(shown) + "</a> ";
     }
-    return html + link(folder + "/fields", upload.id.text, "fields");
+    return html + fileLinks(upload);
 }
 
 std::string sizeHtml(const std::optional<std::uint64_t> &size)
@@ -88,9 +52,60 @@ std::string sizeHtml(const std::optional<std::uint64_t> &size)
 std::string uploadRow(const IndexedUpload &upload)
 {
     return "<tr id=\"" + htmlText(upload.id.text) + "\">\n<th scope=\"row\">" + std::to_string(upload.id.number) +
-           "</th>\n" + cell("Time", timeHtml(upload.time)) + cell("Kind", htmlText(upload.id.kind)) +
-           cell("User", userHtml(upload)) + cell("Rooms", roomsHtml(upload.rooms)) + cell("File", fileHtml(upload)) +
+           "</th>\n" + cell("Time", timeHtml(upload)) + cell("Kind", htmlText(upload.id.kind)) +
+           cell("User", userHtml(upload)) + cell("Rooms", roomsHtml(upload)) + cell("File", fileHtml(upload)) +
            cell("Size", sizeHtml(upload.bytes)) + "</tr>\n";
+}
+
+std::string userHtml(const IndexedUpload &upload)
+{
+    if (!upload.unsplit.empty())
+        return "<bdi class=\"unsplit\">" + htmlText(upload.unsplit, kMaxUnsplitBytes) + "</bdi>";
+    std::string html = upload.nickname.empty() ? "" : "<b>" + value(upload.nickname) + "</b> ";
+    if (!upload.loginName.empty())
+        html += "<span class=\"more\">login " + value(upload.loginName) + "</span> ";
+    if (!upload.userId.empty())
+        html += "<span class=\"more\">id " + value(upload.userId) + "</span>";
+    return html;
+}
+
+std::string roomsHtml(const IndexedUpload &upload)
+{
+    const auto &rooms = upload.rooms;
+    if (rooms.empty())
+        return {};
+    std::string html = "<ul>";
+    for (std::size_t i = 0; i < std::min(rooms.size(), kMaxRooms); ++i) {
+        html += "<li>" + (rooms[i].name.empty() ? "" : value(rooms[i].name) + " ");
+        html += "<span class=\"more\">id " + value(rooms[i].id) + "</span></li>";
+    }
+    if (rooms.size() > kMaxRooms)
+        html += "<li>and " + std::to_string(rooms.size() - kMaxRooms) + " more</li>";
+    return html + "</ul>";
+}
+
+std::string timeHtml(const IndexedUpload &upload)
+{
+    if (!isUtcTime(upload.time))
+        return upload.time.empty() ? std::string() : value(upload.time);
+    constexpr std::size_t kDayBytes = 10;
+    const auto shown = upload.time.substr(0, kDayBytes) + " " + upload.time.substr(kDayBytes + 1, 8);
+    return "<time datetime=\"" + upload.time + "\">" + shown + "</time>";
+}
+
+std::string fileLinks(const IndexedUpload &upload)
+{
+    const auto folder = "/uploads/" + upload.id.text;
+    std::string html;
+    if (upload.bytes)
+        html = link(folder + "/file", upload.id.text, "raw") + " " +
+               link(folder + "/file?download", upload.id.text, "download") + " ";
+    return html + link(folder + "/fields", upload.id.text, "fields");
+}
+
+std::string fileTitle(const IndexedUpload &upload)
+{
+    return upload.fileName && !upload.fileName->empty() ? *upload.fileName : upload.contentName;
 }
 
 std::string sizeText(std::uint64_t bytes)

@@ -2,6 +2,7 @@
 
 #include "store/database.h"
 #include "store/searchtext.h"
+#include "store/uploadkeys.h"
 #include "store/uploadtable.h"
 
 #include <algorithm>
@@ -21,37 +22,6 @@ constexpr std::size_t kRowsAtOnce = 100;
 
 // What a reader pages through, and the day before it.
 constexpr std::size_t kMaxKeptSearches = 8;
-
-/// The digits of \a time as one number, which sorts as times do; 0 for what has none.
-std::int64_t timeNumber(const std::string &time)
-{
-    constexpr int kDigits = 14;
-    std::int64_t number = 0;
-    int digits = 0;
-    for (const char c : time) {
-        if (c >= '0' && c <= '9' && digits++ < kDigits)
-            number = number * 10 + (c - '0');
-    }
-    return number;
-}
-
-constexpr std::int64_t kTimesOfADay = 1000000;
-
-std::string dayText(std::int64_t time)
-{
-    const auto digits = std::to_string(time / kTimesOfADay + 100000000).substr(1);
-    return digits.substr(0, 4) + '-' + digits.substr(4, 2) + '-' + digits.substr(6, 2);
-}
-
-/// What is needed of every upload to find those on a page.
-struct Entry
-{
-    std::uint64_t number = 0;
-    std::int64_t seq = 0;
-    std::int64_t time = 0;
-    std::size_t digits = 0; ///< of the id, with zeros in front
-    std::size_t kind = 0;
-};
 
 } // namespace
 
@@ -98,53 +68,28 @@ public:
         wait([&] { removedWaiting_.push_back(id); });
     }
 
-    /// Numbers of the entries that match, oldest first.
+    /// The places of what matches.
     std::vector<std::size_t> hits(const UploadQuery &query)
     {
         const SearchWords words = {folded(query.user), folded(query.room), folded(query.text)};
         const bool hasWords = !wordsOf(words.user + ' ' + words.room + ' ' + words.any).empty();
-        const auto *found = hasWords ? &search(words).isFound : nullptr;
+        const auto *found = hasWords ? &search(words) : nullptr;
         const bool hasTimes = !query.since.empty() || !query.until.empty();
-        const auto since = std::max<std::int64_t>(timeNumber(query.since), hasTimes ? 1 : 0); // 0 is unknown
-        const auto until = query.until.empty() ? std::numeric_limits<std::int64_t>::max() : timeNumber(query.until);
-        const auto kind = std::find(kinds_.begin(), kinds_.end(), query.kind) - kinds_.begin();
+        const auto since = std::max<std::int64_t>(UploadKeys::timeNumber(query.since), hasTimes ? 1 : 0);
+        const auto until =
+            query.until.empty() ? std::numeric_limits<std::int64_t>::max() : UploadKeys::timeNumber(query.until);
         std::vector<std::size_t> hits;
-        hits.reserve(entries_.size());
-        for (std::size_t i = 0; i < entries_.size(); ++i) {
-            const auto &entry = entries_[i];
-            if (entry.time >= since && entry.time <= until &&
-                (query.kind.empty() || entry.kind == static_cast<std::size_t>(kind)) &&
-                (!found || (*found)[static_cast<std::size_t>(entry.seq)]))
-                hits.push_back(i);
+        hits.reserve(keys_.size());
+        for (std::size_t place = 0; place < keys_.size(); ++place) {
+            const auto time = keys_.time(place);
+            if (time >= since && time <= until && (query.kind.empty() || keys_.kind(place) == query.kind) &&
+                (!found || (*found)[static_cast<std::size_t>(keys_.seq(place))]))
+                hits.push_back(place);
         }
         return hits;
     }
 
-    UploadId idOf(const Entry &entry) const
-    {
-        auto digits = std::to_string(entry.number);
-        digits.insert(0, entry.digits - digits.size(), '0');
-        return {entry.number, kinds_[entry.kind], digits + '-' + kinds_[entry.kind]};
-    }
-
-    /// The first entry that is not older than \a id.
-    std::size_t position(const UploadId &id) const
-    {
-        const auto isBefore = [this](const Entry &entry, const UploadId &other) {
-            return entry.number < other.number || (entry.number == other.number && isOlder(idOf(entry), other));
-        };
-        return static_cast<std::size_t>(std::lower_bound(entries_.begin(), entries_.end(), id, isBefore) -
-                                        entries_.begin());
-    }
-
-    bool isAt(std::size_t position, const UploadId &id) const
-    {
-        return position < entries_.size() && idOf(entries_[position]).text == id.text;
-    }
-
-    const Entry &entry(std::size_t position) const { return entries_[position]; }
-    const std::vector<Entry> &entries() const { return entries_; }
-    const std::string &kindOf(const Entry &entry) const { return kinds_[entry.kind]; }
+    const UploadKeys &keys() const { return keys_; }
     UploadTable &table() { return *table_; }
 
 private:
@@ -152,7 +97,7 @@ private:
     struct Search
     {
         SearchWords words;
-        std::vector<bool> isFound; ///< by Entry::seq, up to the last one
+        std::vector<bool> isFound; ///< by the number of the row, up to the last one
     };
 
     template<typename Enter>
@@ -190,43 +135,29 @@ private:
     {
         // A table that was made from the folders in between may have them.
         const auto isKnown = [this](const UploadTable::Row &row) {
-            return isAt(position(row.upload.id), row.upload.id);
+            return keys_.isAt(keys_.placeOf(row.upload.id), row.upload.id);
         };
         rows.erase(std::remove_if(rows.begin(), rows.end(), isKnown), rows.end());
         for (auto &row : rows)
             row.seq = ++lastSeq_;
         table_->change(rows, {});
         for (const auto &row : rows)
-            enter(row.upload.id, row.seq, row.upload.time);
+            keys_.insert(row.upload.id, row.seq, row.upload.time);
     }
 
     void removeRows(const std::vector<UploadId> &ids)
     {
         std::vector<std::int64_t> seqs;
-        std::vector<std::size_t> positions;
         for (const auto &id : ids) {
-            if (const auto found = position(id); isAt(found, id)) {
-                seqs.push_back(entries_[found].seq);
-                positions.push_back(found);
+            if (const auto place = keys_.placeOf(id); keys_.isAt(place, id)) {
+                seqs.push_back(keys_.seq(place));
+                keys_.erase(place);
             }
         }
         table_->change({}, seqs);
-        std::sort(positions.rbegin(), positions.rend());
-        for (const auto found : positions)
-            entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(found));
     }
 
-    void enter(const UploadId &id, std::int64_t seq, const std::string &time)
-    {
-        auto kind = std::find(kinds_.begin(), kinds_.end(), id.kind);
-        if (kind == kinds_.end())
-            kind = kinds_.insert(kind, id.kind);
-        const Entry entry = {id.number, seq, timeNumber(time), id.text.find('-'),
-                             static_cast<std::size_t>(kind - kinds_.begin())};
-        entries_.insert(entries_.begin() + static_cast<std::ptrdiff_t>(position(id)), entry);
-    }
-
-    const Search &search(const SearchWords &words)
+    const std::vector<bool> &search(const SearchWords &words)
     {
         const auto isSame = [&words](const Search &search) {
             return search.words.user == words.user && search.words.room == words.room && search.words.any == words.any;
@@ -239,11 +170,13 @@ private:
         if (searches_.size() > kMaxKeptSearches)
             searches_.pop_back();
         auto &isFound = searches_.front().isFound;
+        if (isFound.size() > static_cast<std::size_t>(lastSeq_))
+            return isFound;
         const auto found = table_->find(words, static_cast<std::int64_t>(isFound.size()) - 1);
         isFound.resize(static_cast<std::size_t>(lastSeq_) + 1);
         for (const auto seq : found)
             isFound[static_cast<std::size_t>(seq)] = true;
-        return searches_.front();
+        return isFound;
     }
 
     void open()
@@ -256,17 +189,17 @@ private:
     void load()
     {
         isStale_ = true;
-        entries_.clear();
+        keys_.clear();
         searches_.clear();
         for (const auto &key : table_->keys()) {
             lastSeq_ = std::max(lastSeq_, key.seq);
             if (const auto id = parseUploadId(key.id))
-                enter(*id, key.seq, key.time);
+                keys_.insert(*id, key.seq, key.time);
         }
         const auto stored = storedIds(folder_);
         std::vector<UploadId> gone;
-        for (const auto &entry : entries_) {
-            auto id = idOf(entry);
+        for (std::size_t place = 0; place < keys_.size(); ++place) {
+            auto id = keys_.id(place);
             if (!std::binary_search(stored.begin(), stored.end(), id.text))
                 gone.push_back(std::move(id));
         }
@@ -274,7 +207,7 @@ private:
         std::vector<UploadTable::Row> rows;
         for (const auto &text : stored) {
             const auto id = parseUploadId(text);
-            if (isAt(position(*id), *id))
+            if (keys_.isAt(keys_.placeOf(*id), *id))
                 continue;
             auto found = readStoredUpload(folder_, *id);
             auto texts = searchTexts(found.upload, found.fields);
@@ -300,9 +233,8 @@ private:
 
     std::mutex mutex_; ///< for all that follows, up to the other one
     std::optional<UploadTable> table_;
-    bool isStale_ = false;       ///< it does not have what was to be written, or the following does not agree
-    std::vector<Entry> entries_; ///< by isOlder()
-    std::vector<std::string> kinds_;
+    bool isStale_ = false; ///< it does not have what was to be written, or the following does not agree
+    UploadKeys keys_;
     std::int64_t lastSeq_ = 0;
     std::list<Search> searches_; ///< the last one first
 
@@ -324,30 +256,33 @@ UploadIndex::~UploadIndex()
 UploadMatches UploadIndex::find(const UploadQuery &query) const
 {
     return impl_->withTable([&] {
-        auto &index = *impl_;
-        const auto hits = index.hits(query);
+        const auto &keys = impl_->keys();
+        const auto hits = impl_->hits(query);
         auto first = hits.begin();
         auto last = hits.end();
         if (query.after) {
-            first = std::lower_bound(hits.begin(), hits.end(), index.position(*query.after));
-            if (first != hits.end() && index.isAt(*first, *query.after))
+            first = std::lower_bound(hits.begin(), hits.end(), keys.placeOf(*query.after));
+            if (first != hits.end() && keys.isAt(*first, *query.after))
                 ++first;
             last = first + static_cast<std::ptrdiff_t>(
                                std::min<std::size_t>(query.limit, static_cast<std::size_t>(hits.end() - first)));
         } else {
             if (query.before)
-                last = std::lower_bound(hits.begin(), hits.end(), index.position(*query.before));
+                last = std::lower_bound(hits.begin(), hits.end(), keys.placeOf(*query.before));
             first = last - static_cast<std::ptrdiff_t>(
                                std::min<std::size_t>(query.limit, static_cast<std::size_t>(last - hits.begin())));
         }
         UploadMatches matches;
         matches.total = hits.size();
+        matches.newerCount = static_cast<std::uint64_t>(hits.end() - last);
+        std::vector<std::int64_t> seqs;
         for (auto hit = last; hit != first;)
-            matches.uploads.push_back(index.table().upload(index.entry(*--hit).seq));
+            seqs.push_back(keys.seq(*--hit));
+        matches.uploads = impl_->table().uploads(seqs);
         if (first != last && first != hits.begin())
-            matches.older = index.idOf(index.entry(*first));
+            matches.older = keys.id(*first);
         if (first != last && last != hits.end())
-            matches.newer = index.idOf(index.entry(*(last - 1)));
+            matches.newer = keys.id(*(last - 1));
         return matches;
     });
 }
@@ -355,33 +290,33 @@ UploadMatches UploadIndex::find(const UploadQuery &query) const
 std::optional<IndexedUpload> UploadIndex::find(const UploadId &id) const
 {
     return impl_->withTable([&]() -> std::optional<IndexedUpload> {
-        const auto position = impl_->position(id);
-        if (!impl_->isAt(position, id))
+        const auto place = impl_->keys().placeOf(id);
+        if (!impl_->keys().isAt(place, id))
             return std::nullopt;
-        return impl_->table().upload(impl_->entry(position).seq);
+        return impl_->table().uploads({impl_->keys().seq(place)}).front();
     });
 }
 
 std::uint64_t UploadIndex::storedCount() const
 {
-    return impl_->withTable([&] { return impl_->entries().size(); });
+    return impl_->withTable([&] { return impl_->keys().size(); });
 }
 
 std::vector<DayCount> UploadIndex::countsByDay(const UploadQuery &query, std::size_t days) const
 {
     return impl_->withTable([&] {
-        std::map<std::string, std::map<std::string, std::uint64_t>> byDay;
-        for (const auto hit : impl_->hits(query)) {
-            const auto &entry = impl_->entry(hit);
-            if (entry.time != 0)
-                ++byDay[dayText(entry.time)][impl_->kindOf(entry)];
+        const auto &keys = impl_->keys();
+        std::map<std::int64_t, std::map<std::string, std::uint64_t>> byDay;
+        for (const auto place : impl_->hits(query)) {
+            if (const auto time = keys.time(place); time != 0)
+                ++byDay[UploadKeys::dayNumber(time)][keys.kind(place)];
         }
         while (byDay.size() > days)
             byDay.erase(byDay.begin());
         std::vector<DayCount> counts;
         for (const auto &[day, kinds] : byDay) {
             for (const auto &[kind, count] : kinds)
-                counts.push_back({day, kind, count});
+                counts.push_back({UploadKeys::dayText(day), kind, count});
         }
         return counts;
     });

@@ -32,6 +32,7 @@ struct UploadMatches
 {
     std::vector<IndexedUpload> uploads; ///< newest first
     std::uint64_t total = 0;            ///< without UploadQuery::before, after and limit
+    std::uint64_t newerCount = 0;       ///< of them, those newer than the first one here
     std::optional<UploadId> older;      ///< UploadQuery::before of the next page; absent: there is nothing older
     std::optional<UploadId> newer;      ///< UploadQuery::after of the page before; absent: there is nothing newer
 };

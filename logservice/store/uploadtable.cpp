@@ -49,6 +49,28 @@ std::vector<Room> roomsOf(const std::string &text)
     return rooms;
 }
 
+IndexedUpload uploadOf(const Statement &row)
+{
+    IndexedUpload upload;
+    if (const auto id = parseUploadId(row.text(0)))
+        upload.id = *id;
+    upload.time = row.text(1);
+    upload.nickname = row.text(2);
+    upload.loginName = row.text(3);
+    upload.userId = row.text(4);
+    upload.rooms = roomsOf(row.text(5));
+    upload.nameSpace = row.text(6);
+    if (!row.isNull(7))
+        upload.fileName = row.text(7);
+    upload.contentName = row.text(8);
+    if (!row.isNull(9))
+        upload.bytes = static_cast<std::uint64_t>(row.integer(9));
+    upload.sha256 = row.text(10);
+    upload.message = row.text(11);
+    upload.unsplit = row.text(12);
+    return upload;
+}
+
 void appendTerm(std::string &expression, const std::string &column, const std::string &word)
 {
     expression += (expression.empty() ? "" : " AND ") + column + '"';
@@ -112,30 +134,18 @@ std::vector<UploadTable::Key> UploadTable::keys()
     return keys;
 }
 
-IndexedUpload UploadTable::upload(std::int64_t seq)
+std::vector<IndexedUpload> UploadTable::uploads(const std::vector<std::int64_t> &seqs)
 {
-    IndexedUpload upload;
     auto row = database_.prepare("SELECT id, time, nickname, login_name, user_id, rooms, namespace, file_name, "
                                  "content_name, bytes, sha256, message, unsplit FROM uploads WHERE seq = ?");
-    if (!row.bind(seq).step())
-        throw DatabaseError("the index of the uploads lacks a row", true);
-    if (const auto id = parseUploadId(row.text(0)))
-        upload.id = *id;
-    upload.time = row.text(1);
-    upload.nickname = row.text(2);
-    upload.loginName = row.text(3);
-    upload.userId = row.text(4);
-    upload.rooms = roomsOf(row.text(5));
-    upload.nameSpace = row.text(6);
-    if (!row.isNull(7))
-        upload.fileName = row.text(7);
-    upload.contentName = row.text(8);
-    if (!row.isNull(9))
-        upload.bytes = static_cast<std::uint64_t>(row.integer(9));
-    upload.sha256 = row.text(10);
-    upload.message = row.text(11);
-    upload.unsplit = row.text(12);
-    return upload;
+    std::vector<IndexedUpload> uploads;
+    for (const auto seq : seqs) {
+        if (!row.bind(seq).step())
+            throw DatabaseError("the index of the uploads lacks a row", true);
+        uploads.push_back(uploadOf(row));
+        row.step();
+    }
+    return uploads;
 }
 
 void UploadTable::change(const std::vector<Row> &added, const std::vector<std::int64_t> &removed)

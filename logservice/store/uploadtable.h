@@ -42,7 +42,9 @@ public:
     void markComplete();
 
     std::vector<Key> keys();
-    IndexedUpload upload(std::int64_t seq);
+
+    /// The uploads of the rows \a seqs, in that order.
+    std::vector<IndexedUpload> uploads(const std::vector<std::int64_t> &seqs);
 
     /// Takes the \a added in and the \a removed out, all or nothing.
     void change(const std::vector<Row> &added, const std::vector<std::int64_t> &removed);

@@ -38,7 +38,8 @@ void TestForeignPages::answersUnderItsOwnNames()
 {
     QFETCH(QByteArray, host);
     QCOMPARE(upload("a.log", "bytes").status, 200);
-    for (const char *target : {"/", "/style.css", "/uploads/000001-logfile/file"})
+    for (const char *target :
+         {"/", "/style.css", "/api/uploads", "/uploads/000001-logfile/log", "/uploads/000001-logfile/file"})
         QCOMPARE(getWith("Host: " + host + "\r\n", target).status, 200);
 }
 
@@ -59,8 +60,8 @@ void TestForeignPages::refusesOtherNames()
 {
     QFETCH(QByteArray, headers);
     QCOMPARE(upload("a.log", "bytes").status, 200);
-    for (const char *target :
-         {"/", "/style.css", "/uploads/000001-logfile/file", "/uploads/000001-logfile/fields", "/uploads/1-x/file"}) {
+    for (const char *target : {"/", "/style.css", "/api/uploads", "/uploads/000001-logfile/log",
+                               "/uploads/000001-logfile/file", "/uploads/000001-logfile/fields", "/uploads/1-x/file"}) {
         const RawAnswer answer = getWith(headers, target);
         QCOMPARE(answer.status, 403);
         QVERIFY(answer.head.contains("\r\nContent-Type: text/plain; charset=utf-8\r\n"));

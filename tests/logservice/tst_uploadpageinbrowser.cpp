@@ -71,6 +71,8 @@ private slots:
     void filtersByText();
     void showsALogWithAScriptAsText();
     void showsFieldsAsText();
+    void opensALogByRecords();
+    void drawsTheUploadsOfTheDay();
 
 private:
     QString load(const QString &target)
@@ -80,7 +82,7 @@ private:
     }
     static QString expectedRow(const char *kind, const QString &file)
     {
-        return QStringLiteral("%1|%2 login zoe id 10042|%3 id 101|%4 download fields")
+        return QStringLiteral("%1|%2 login zoe id 10042|%3 id 101|%4 raw download fields")
             .arg(QLatin1String(kind), QString::fromUtf8(kNickname), QString::fromUtf8(kRoom), file);
     }
 
@@ -155,7 +157,7 @@ void TestUploadPageInBrowser::filtersByText()
     const auto found = input.match(nothing);
     QVERIFY2(found.hasMatch(), qPrintable(nothing));
     QCOMPARE(plain(found.captured(1)), QStringLiteral("\"><script>document.title='owned'</script>"));
-    QCOMPARE(nothing.count(QStringLiteral("<input")), 1);
+    QCOMPARE(nothing.count(QStringLiteral("<input")), 5);
     // Outside of that value there is no such element.
     QVERIFY(!QString(nothing).remove(found.captured(0)).contains(QStringLiteral("<script")));
     QVERIFY(nothing.contains(QStringLiteral("No upload matches.")));
@@ -165,6 +167,10 @@ void TestUploadPageInBrowser::filtersByText()
 void TestUploadPageInBrowser::showsALogWithAScriptAsText()
 {
     for (const char *id : {"000001-logfile", "000003-logfile"}) {
+        const QString opened = load(QStringLiteral("/uploads/%1/log").arg(QLatin1String(id)));
+        QVERIFY(shownText(opened).contains(QString::fromUtf8("11<script>document.title='owned'</script>")));
+        QVERIFY(!opened.contains(QStringLiteral("<script")));
+        QVERIFY(!title(opened).contains(QStringLiteral("owned")));
         const QString document = load(QStringLiteral("/uploads/%1/file").arg(QLatin1String(id)));
         const int begin = document.indexOf(QStringLiteral("<pre"));
         QVERIFY2(begin > 0, qPrintable(document));
@@ -177,7 +183,26 @@ void TestUploadPageInBrowser::showsALogWithAScriptAsText()
 void TestUploadPageInBrowser::showsFieldsAsText()
 {
     const QString document = load(QStringLiteral("/uploads/000001-logfile/fields"));
-    QVERIFY2(document.contains(QStringLiteral("\"namespace\": \"&lt;i&gt;demo&lt;/i&gt;\"")), qPrintable(document));
+    QVERIFY2(document.contains(QStringLiteral("\"namespace\":\"&lt;i&gt;demo&lt;/i&gt;\"")), qPrintable(document));
+}
+
+/// The tool's own log is written by the logging module.
+void TestUploadPageInBrowser::opensALogByRecords()
+{
+    const QString document = load(QStringLiteral("/uploads/000004-logfile/log"));
+    QCOMPARE(title(document), ownLog_ + QStringLiteral(" - kxlogservice"));
+    QVERIFY2(document.contains(QStringLiteral("<td data-label=\"Level\">debug</td>")), qPrintable(document));
+    const int all = document.count(QStringLiteral("<tr id="));
+    const QString some = load(QStringLiteral("/uploads/000004-logfile/log?level=&text=B_SDK"));
+    QVERIFY(some.count(QStringLiteral("<tr id=")) > 0);
+    QVERIFY(some.count(QStringLiteral("<tr id=")) < all);
+}
+
+void TestUploadPageInBrowser::drawsTheUploadsOfTheDay()
+{
+    const QString document = load(QStringLiteral("/"));
+    QVERIFY(document.contains(QStringLiteral("<rect class=\"kind-producer\"")));
+    QVERIFY(document.contains(QStringLiteral(": 3 logfile, 1 producer</desc>")));
 }
 
 QTEST_GUILESS_MAIN(TestUploadPageInBrowser)

@@ -1,0 +1,123 @@
+#include "store/folderstore.h"
+
+#include <QtTest/QtTest>
+
+#include <cerrno>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+struct Flush
+{
+    ino_t file;
+    bool isStored; ///< the upload has its name by then
+};
+
+// Other threads flush nothing here.
+std::vector<Flush> flushes;
+std::string storedName;
+int failing = -1;
+
+QByteArray nameOf(const Flush &flush, const QString &folder)
+{
+    QDirIterator found(folder, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    struct stat status = {};
+    while (found.hasNext()) {
+        const QString path = found.next();
+        if (::stat(QFile::encodeName(path).constData(), &status) == 0 && status.st_ino == flush.file)
+            return QFile::encodeName(QDir(folder).relativeFilePath(path));
+    }
+    return ::stat(QFile::encodeName(folder).constData(), &status) == 0 && status.st_ino == flush.file ? "." : "?";
+}
+
+void store(FolderStore &store)
+{
+    flushes.clear();
+    const auto upload = store.begin();
+    for (const char *name : {"room.txt", "file.bin"}) {
+        upload->beginFile(name);
+        upload->write("bytes");
+        upload->endFile();
+    }
+    UploadRecord record;
+    record.kind = "logfile";
+    upload->finish(record);
+}
+
+} // namespace
+
+/// In place of the system's.
+extern "C" int fsync(int descriptor)
+{
+    struct stat status = {};
+    ::fstat(descriptor, &status);
+    flushes.push_back({status.st_ino, ::access(storedName.c_str(), F_OK) == 0});
+    if (failing >= 0 && failing-- == 0) {
+        errno = EIO;
+        return -1;
+    }
+    static const auto next = reinterpret_cast<int (*)(int)>(::dlsym(RTLD_NEXT, "fsync"));
+    return next(descriptor);
+}
+
+class TestFlushing : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void flushesBeforeItAnswers();
+    void storesNothingThatCannotBeFlushed_data();
+    void storesNothingThatCannotBeFlushed();
+};
+
+void TestFlushing::initTestCase()
+{
+#ifdef F_FULLFSYNC
+    QSKIP("this system has a flush of its own");
+#endif
+}
+
+void TestFlushing::flushesBeforeItAnswers()
+{
+    QTemporaryDir folder;
+    FolderStore opened(folder.path().toStdString());
+    storedName = folder.filePath(QStringLiteral("000001-logfile")).toStdString();
+    store(opened);
+    const auto seen = flushes;
+    QByteArrayList names;
+    for (const auto &flush : seen)
+        names << nameOf(flush, folder.path()) + (flush.isStored ? " stored" : "");
+    // Each file, their names, and then the upload's.
+    QCOMPARE(names, (QByteArrayList{"000001-logfile/room.txt", "000001-logfile/file.bin", "000001-logfile/upload.json",
+                                    "000001-logfile", ". stored"}));
+}
+
+void TestFlushing::storesNothingThatCannotBeFlushed_data()
+{
+    QTest::addColumn<int>("which");
+    for (int i = 0; i < 5; ++i)
+        QTest::newRow(QByteArray::number(i).constData()) << i;
+}
+
+void TestFlushing::storesNothingThatCannotBeFlushed()
+{
+    QFETCH(int, which);
+    QTemporaryDir folder;
+    FolderStore opened(folder.path().toStdString());
+    QCOMPARE(int(opened.index().storedCount()), 0); // which may flush
+    failing = which;
+    QVERIFY_EXCEPTION_THROWN(store(opened), StoreError);
+    QCOMPARE(failing, -1);
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
+    QCOMPARE(int(opened.index().storedCount()), 0);
+    store(opened);
+    QCOMPARE(int(opened.index().storedCount()), 1);
+}
+
+QTEST_GUILESS_MAIN(TestFlushing)
+#include "tst_flushing.moc"
