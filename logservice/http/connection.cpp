@@ -122,11 +122,12 @@ bool Connection::fill()
     }
 }
 
-/// The library reads line ends byte by byte, and holds what comes before one.
+/// The library reads lines byte by byte, and holds each of them until its end.
 bool Connection::isWithinLines(const char *bytes, std::size_t count)
 {
-    const auto ends = static_cast<std::size_t>(std::count(bytes, bytes + count, '\n'));
-    lineBytes_ = isInHead_ || (count == 1 && ends == 0) ? lineBytes_ + count : 0;
+    const bool isLine = isInHead_ || count == 1;
+    const auto ends = isLine ? static_cast<std::size_t>(std::count(bytes, bytes + count, '\n')) : 0;
+    lineBytes_ = isInHead_ || (isLine && ends == 0) ? lineBytes_ + count : 0;
     lines_ += isInHead_ ? ends : 0;
     return lineBytes_ <= limits_.headBytes && lines_ <= limits_.headLines;
 }

@@ -2,8 +2,10 @@
 
 #include <QtTest/QtTest>
 
+#include <atomic>
 #include <csignal>
 #include <future>
+#include <thread>
 
 #include <unistd.h>
 
@@ -95,14 +97,24 @@ void TestRequestLog::writesAtTheEndWhatIsWaiting()
 {
     Pipe pipe;
     QVERIFY(pipe.isOpen());
-    auto reader = std::async(std::launch::async, [&pipe] { return pipe.readTo(QByteArray()); });
+    std::atomic<bool> isRead{false};
+    auto reader = std::async(std::launch::async, [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        isRead = true;
+        return pipe.readTo(QByteArray());
+    });
+    bool isReadBeforeTheEnd = false;
     {
+        // More than the pipe holds.
         RequestLog log(pipe.writer());
         for (int i = 0; i < 1500; ++i)
             log.write(std::string(100, 'x') + std::to_string(i));
+        log.end();
+        isReadBeforeTheEnd = isRead;
     }
     pipe.closeWriter();
     const auto lines = linesOf(reader.get());
+    QVERIFY(isReadBeforeTheEnd);
     QCOMPARE(lines.size(), 1500);
     for (int i = 0; i < lines.size(); ++i)
         QVERIFY2(lines.at(i).endsWith("xx" + QByteArray::number(i)), lines.at(i).constData());
