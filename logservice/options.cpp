@@ -88,7 +88,9 @@ Then, from another terminal:
 and look at http://127.0.0.1:9000/ in a browser.
 
 A stored upload is a folder such as build/uploads/000001-logfile with one file per form field (room.txt,
-namespace.txt), the uploaded bytes (file.bin) and a summary (upload.json). Nobody but you may read it.
+namespace.txt), the uploaded bytes (file.bin) and a summary (upload.json). Nobody but you may read it; a FOLDER
+that others may write to is refused. The page looks into .index.sqlite beside them, which is made anew when it is
+missing; folders that you put there or remove by hand are seen at the next start.
 
 Exit status: 0 after an interrupt, 1 when a port or the folder cannot be used, 2 for wrong arguments.
 )";

@@ -221,10 +221,14 @@ fs::path FolderStore::nextIncoming()
 
 void FolderStore::keep(const IndexedUpload &upload, const nlohmann::json &fields)
 {
-    index_->add(upload, fields);
+    try {
+        index_->add(upload, fields);
+    } catch (const std::exception &) { // the upload is stored, and found as soon as the index can be written again
+    }
     if (keep_ == 0)
         return;
     std::vector<fs::path> removed;
+    std::vector<UploadId> gone;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         // Two that are finished at once may come here in either order.
@@ -234,12 +238,17 @@ void FolderStore::keep(const IndexedUpload &upload, const nlohmann::json &fields
             removed.push_back(nextIncoming());
             std::error_code ignored;
             fs::rename(folder_ / stored_.front().text, removed.back(), ignored);
-            index_->remove(stored_.front());
+            gone.push_back(std::move(stored_.front()));
             stored_.pop_front();
         }
     }
     for (const auto &path : removed) {
         std::error_code ignored;
         fs::remove_all(path, ignored);
+    }
+    try {
+        for (const auto &id : gone)
+            index_->remove(id);
+    } catch (const std::exception &) { // likewise
     }
 }

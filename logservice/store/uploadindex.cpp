@@ -10,6 +10,8 @@
 #include <list>
 #include <map>
 #include <mutex>
+#include <numeric>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -47,7 +49,9 @@ public:
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         try {
-            if (isStale_)
+            if (!table_)
+                makeAnew(); // it had failed
+            else if (isStale_)
                 load();
             takeWaiting();
             return action();
@@ -80,10 +84,15 @@ public:
             query.until.empty() ? std::numeric_limits<std::int64_t>::max() : UploadKeys::timeNumber(query.until);
         std::vector<std::size_t> hits;
         hits.reserve(keys_.size());
+        if (!hasWords && !hasTimes && query.kind.empty()) {
+            hits.resize(keys_.size());
+            std::iota(hits.begin(), hits.end(), std::size_t(0));
+            return hits;
+        }
         for (std::size_t place = 0; place < keys_.size(); ++place) {
             const auto time = keys_.time(place);
-            if (time >= since && time <= until && (query.kind.empty() || keys_.kind(place) == query.kind) &&
-                (!found || (*found)[static_cast<std::size_t>(keys_.seq(place))]))
+            if ((!found || (*found)[static_cast<std::size_t>(keys_.seq(place))]) && time >= since && time <= until &&
+                (query.kind.empty() || keys_.kind(place) == query.kind))
                 hits.push_back(place);
         }
         return hits;

@@ -44,8 +44,12 @@ std::string roomsText(const std::vector<Room> &rooms)
 std::vector<Room> roomsOf(const std::string &text)
 {
     std::vector<Room> rooms;
-    for (const auto &room : nlohmann::json::parse(text))
-        rooms.push_back({room.at(0), room.at(1)});
+    const auto list = nlohmann::json::parse(text, nullptr, false);
+    for (const auto &room : list) {
+        if (!room.is_array() || room.size() != 2 || !room[0].is_string() || !room[1].is_string())
+            throw DatabaseError("the index of the uploads has a row with other rooms", true);
+        rooms.push_back({room[0].get<std::string>(), room[1].get<std::string>()});
+    }
     return rooms;
 }
 
