@@ -5,6 +5,9 @@
 #include "page/uploadchart.h"
 #include "page/uploadrow.h"
 
+#include <algorithm>
+#include <array>
+
 namespace {
 
 std::string given(const UploadPage &page, const std::string &name)
@@ -36,11 +39,9 @@ std::string filterForm(const UploadPage &page)
 
 bool isFiltered(const UploadPage &page)
 {
-    for (const char *name : {"kind", "user", "room", "text", "since", "until"}) {
-        if (page.parameters.count(name) > 0)
-            return true;
-    }
-    return false;
+    const std::array<const char *, 6> names = {"kind", "user", "room", "text", "since", "until"};
+    return std::any_of(names.begin(), names.end(),
+                       [&page](const char *name) { return page.parameters.count(name) > 0; });
 }
 
 std::string counted(std::uint64_t count, const std::string &one, const std::string &more)
