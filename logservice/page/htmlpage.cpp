@@ -19,7 +19,7 @@ std::string htmlPage(const std::string &title, const std::string &content)
 std::string labelledInput(const std::string &label, const std::string &type, const std::string &name,
                           const std::string &value)
 {
-    return "<label>" + label + " <input type=\"" + type + "\" name=\"" + name + "\" value=\"" + htmlText(value) +
+    return "<label>" + label + " <input type=\"" + type + R"(" name=")" + name + R"(" value=")" + htmlText(value) +
            "\"></label>\n";
 }
 

@@ -62,17 +62,17 @@ std::string rowHtml(const LogView &view, const LogRow &row)
     const auto offset = std::to_string(row.offset);
     const auto level = levelName(row.level);
     auto html = "<tr id=\"b" + offset + "\"" + (level.empty() ? "" : " class=\"" + level + "\"") +
-                "><th scope=\"row\"><a href=\"" + htmlText(rowAddress(view, row)) + "\">" + offset + "</a></th>";
+                R"(><th scope="row"><a href=")" + htmlText(rowAddress(view, row)) + "\">" + offset + "</a></th>";
     if (view.page.hasRecords)
         html += cell("Time", isolated(row.time)) + cell("Level", level) + cell("Place", placeHtml(row));
-    return html + "<td class=\"text\">" + isolated(row.text) + "</td></tr>\n";
+    return html + R"(<td class="text">)" + isolated(row.text) + "</td></tr>\n";
 }
 
 std::string table(const LogView &view)
 {
     std::string html = "<table class=\"log\">\n<thead><tr><th scope=\"col\">Byte</th>";
     if (view.page.hasRecords)
-        html += "<th scope=\"col\">Time</th><th scope=\"col\">Level</th><th scope=\"col\">Place</th>";
+        html += R"(<th scope="col">Time</th><th scope="col">Level</th><th scope="col">Place</th>)";
     html += "<th scope=\"col\">Text</th></tr></thead>\n<tbody>\n";
     for (const auto &row : view.page.rows)
         html += rowHtml(view, row);
@@ -91,7 +91,7 @@ std::string filterForm(const LogView &view)
         levels += "</select></label>\n";
     }
     const auto text = view.parameters.find("text");
-    return "<form method=\"get\" action=\"" + htmlText(path(view)) + "\" role=\"search\">\n" + levels +
+    return R"(<form method="get" action=")" + htmlText(path(view)) + "\" role=\"search\">\n" + levels +
            labelledInput("Words", "search", "text", text == view.parameters.end() ? "" : text->second) +
            "<button>Show</button>\n</form>\n";
 }
@@ -100,7 +100,7 @@ std::string status(const LogView &view)
 {
     const auto &page = view.page;
     const auto *const what = page.hasRecords ? "record" : "line";
-    auto html = "<p class=\"status\">" + std::to_string(page.rows.size()) + " " +
+    auto html = R"(<p class="status">)" + std::to_string(page.rows.size()) + " " +
                 (view.query.isFiltered() ? "matching " : "") + what + (page.rows.size() == 1 ? "" : "s") +
                 " in the bytes " + std::to_string(page.begin) + " to " + std::to_string(page.end) + " of " +
                 std::to_string(view.fileBytes) + ".";
@@ -126,7 +126,7 @@ std::string navigation(const LogView &view)
 
 std::string about(const LogView &view)
 {
-    std::string html = "<p class=\"about\"><a href=\"/\">All uploads</a> ";
+    std::string html = R"(<p class="about"><a href="/">All uploads</a> )";
     for (const auto &part : {timeHtml(view.upload), htmlText(view.upload.id.text), userHtml(view.upload)})
         html += part.empty() ? part : "<span>" + part + "</span> ";
     html += "<span>" + sizeText(view.fileBytes) + "</span> " + fileLinks(view.upload) + "</p>\n";

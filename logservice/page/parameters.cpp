@@ -52,7 +52,7 @@ std::string time(const Parameters &parameters, const std::string &name, const st
     constexpr std::size_t kDayBytes = 10;
     const auto value = valueOf(parameters, name);
     if (value.empty())
-        return value;
+        return {};
     const bool isTime = value.size() > kDayBytes;
     auto whole = value.substr(0, value.size() - (isTime && value.back() == 'Z' ? 1 : 0));
     const bool isMinute = whole.size() == kDayBytes + dayTime.find_last_of(':');

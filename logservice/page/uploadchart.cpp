@@ -85,7 +85,7 @@ std::string bar(int x, const Counts &counts, std::uint64_t highest, const std::v
 
 std::string legend(const Counts &totals, const std::vector<std::string> &kinds)
 {
-    std::string html = "<ul class=\"legend\">";
+    std::string html = R"(<ul class="legend">)";
     for (std::size_t i = 0; i < kinds.size(); ++i) {
         if (totals[i] > 0)
             html += "<li><svg" + attribute("class", "key kind-" + kinds[i]) +

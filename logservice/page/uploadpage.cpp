@@ -5,6 +5,9 @@
 #include "page/uploadchart.h"
 #include "page/uploadrow.h"
 
+#include <algorithm>
+#include <array>
+
 namespace {
 
 std::string given(const UploadPage &page, const std::string &name)
@@ -36,11 +39,9 @@ std::string filterForm(const UploadPage &page)
 
 bool isFiltered(const UploadPage &page)
 {
-    for (const char *name : {"kind", "user", "room", "text", "since", "until"}) {
-        if (page.parameters.count(name) > 0)
-            return true;
-    }
-    return false;
+    const std::array<const char *, 6> names = {"kind", "user", "room", "text", "since", "until"};
+    return std::any_of(names.begin(), names.end(),
+                       [&page](const char *name) { return page.parameters.count(name) > 0; });
 }
 
 std::string counted(std::uint64_t count, const std::string &one, const std::string &more)
@@ -52,19 +53,19 @@ std::string counted(std::uint64_t count, const std::string &one, const std::stri
 std::string status(const UploadPage &page)
 {
     const auto &matches = page.matches;
-    auto html = "<p class=\"status\">" +
+    auto html = R"(<p class="status">)" +
                 (isFiltered(page) ? counted(matches.total, "match", "matches") + " among " : "") +
                 counted(page.storedCount, "upload", "uploads");
     if (!matches.uploads.empty())
         html += ", " + std::to_string(matches.newerCount + 1) + " to " +
                 std::to_string(matches.newerCount + matches.uploads.size()) + ", newest first";
-    return html + "." + (page.parameters.empty() ? "" : " <a href=\"/\">Show all</a>") + "</p>\n";
+    return html + "." + (page.parameters.empty() ? "" : R"( <a href="/">Show all</a>)") + "</p>\n";
 }
 
 std::string emptyText(const UploadPage &page)
 {
     if (page.storedCount == 0)
-        return "<p class=\"empty\">Nothing has arrived yet. Run the tool, or send a file with curl, then load this "
+        return R"(<p class="empty">Nothing has arrived yet. Run the tool, or send a file with curl, then load this )"
                "page again:</p>\n<pre><code>curl -F room=nickname-ann. -F namespace=demo -F file=@client.log " +
                htmlText(page.origin) + "/logsys/client/v1/logfile/upload</code></pre>\n";
     return "<p class=\"empty\">No upload matches.</p>\n";
@@ -74,7 +75,7 @@ std::string table(const std::vector<IndexedUpload> &uploads)
 {
     std::string html =
         "<table class=\"uploads\">\n<thead><tr><th scope=\"col\">No.</th><th scope=\"col\">Time (UTC)</th>"
-        "<th scope=\"col\">Kind</th><th scope=\"col\">User</th><th scope=\"col\">Rooms</th>"
+        R"(<th scope="col">Kind</th><th scope="col">User</th><th scope="col">Rooms</th>)"
         "<th scope=\"col\">File or message</th><th scope=\"col\">Size</th></tr></thead>\n<tbody>\n";
     for (const auto &upload : uploads)
         html += uploadRow(upload);

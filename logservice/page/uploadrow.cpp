@@ -60,12 +60,12 @@ std::string uploadRow(const IndexedUpload &upload)
 std::string userHtml(const IndexedUpload &upload)
 {
     if (!upload.unsplit.empty())
-        return "<bdi class=\"unsplit\">" + htmlText(upload.unsplit, kMaxUnsplitBytes) + "</bdi>";
+        return R"(<bdi class="unsplit">)" + htmlText(upload.unsplit, kMaxUnsplitBytes) + "</bdi>";
     std::string html = upload.nickname.empty() ? "" : "<b>" + value(upload.nickname) + "</b> ";
     if (!upload.loginName.empty())
-        html += "<span class=\"more\">login " + value(upload.loginName) + "</span> ";
+        html += R"(<span class="more">login )" + value(upload.loginName) + "</span> ";
     if (!upload.userId.empty())
-        html += "<span class=\"more\">id " + value(upload.userId) + "</span>";
+        html += R"(<span class="more">id )" + value(upload.userId) + "</span>";
     return html;
 }
 
@@ -77,7 +77,7 @@ std::string roomsHtml(const IndexedUpload &upload)
     std::string html = "<ul>";
     for (std::size_t i = 0; i < std::min(rooms.size(), kMaxRooms); ++i) {
         html += "<li>" + (rooms[i].name.empty() ? "" : value(rooms[i].name) + " ");
-        html += "<span class=\"more\">id " + value(rooms[i].id) + "</span></li>";
+        html += R"(<span class="more">id )" + value(rooms[i].id) + "</span></li>";
     }
     if (rooms.size() > kMaxRooms)
         html += "<li>and " + std::to_string(rooms.size() - kMaxRooms) + " more</li>";

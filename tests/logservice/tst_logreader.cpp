@@ -317,6 +317,7 @@ void TestLogReader::showsLongRowsInPieces()
         for (const auto &row : page.rows) {
             QVERIFY(row.text.size() <= kPieceBytes);
             joined += QByteArray::fromStdString(row.text);
+            QVERIFY(!QString::fromStdString(row.text).contains(QChar::ReplacementCharacter));
             QCOMPARE(read(log, from(row.offset)).rows.front().offset, row.offset);
         }
         QCOMPARE(joined, text + "next");
