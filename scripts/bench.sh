@@ -13,6 +13,8 @@ does nothing else, and 3 GiB of memory for files.
 
   --quick      a few seconds with small counts, to see that everything runs; the figures mean nothing
   --only NAME  one measurement: records, retention, start, ownlog, small, throughput, memory, held, counts or skipped
+  --fleet ...  measures nothing, but simulates many machines and their service; what follows goes to the simulation,
+               for example: scripts/bench.sh --fleet --machines 1000000 --outage 8 --capacity 3x; --fleet --help
   --help       print this text
 
 With --quick and --only nothing is written. The build is kept in build/bench.
@@ -30,6 +32,11 @@ while [ $# -gt 0 ]; do
         shift
         ;;
     --only=*) only="${1#*=}" ;;
+    --fleet)
+        shift
+        fleet=yes
+        break
+        ;;
     -h | --help)
         usage
         exit 0
@@ -55,6 +62,10 @@ own_address=()
 
 cd -- "$repo"
 cmake --preset bench ${own_address[@]+"${own_address[@]}"} >&2
+if [ -n "${fleet+set}" ]; then
+    cmake --build --preset bench --target kxfleet >&2
+    exec build/bench/bench/kxfleet "$@"
+fi
 cmake --build --preset bench >&2
 
 # What is measured stands beside the build, on a disk like any other.
