@@ -7,12 +7,13 @@ set -euo pipefail
 usage() {
     cat <<EOT
 Usage: scripts/bench.sh [OPTION]...
-Installs what is missing, builds everything optimised, measures the tool and its logging module beside their peers,
-prints one table, and writes it with the machine to docs/performance.md. That takes about 15 minutes on a machine that
-does nothing else, and 3 GiB of memory for files.
+Installs what is missing, builds everything optimised, measures the tool, its logging module and the log service beside
+their peers, prints one table, and writes it with the machine to docs/performance.md. That takes about 20 minutes on a
+machine that does nothing else, and 3 GiB of memory for files.
 
   --quick      a few seconds with small counts, to see that everything runs; the figures mean nothing
-  --only NAME  one measurement: records, retention, start, ownlog, small, throughput, memory, held, counts or skipped
+  --only NAME  one measurement: records, retention, start, ownlog, small, throughput, memory, held, counts, skipped
+               or load
   --fleet ...  measures nothing, but simulates many machines and their service; what follows goes to the simulation,
                for example: scripts/bench.sh --fleet --machines 1000000 --outage 8 --capacity 3x; --fleet --help
   --help       print this text
@@ -47,7 +48,7 @@ while [ $# -gt 0 ]; do
 done
 if [ -n "${only+set}" ]; then
     case "$only" in
-    records | retention | start | ownlog | small | throughput | memory | held | counts | skipped) ;;
+    records | retention | start | ownlog | small | throughput | memory | held | counts | skipped | load) ;;
     *) misuse "there is no measurement '$only', see --only" ;;
     esac
     options+=(--only "$only")
