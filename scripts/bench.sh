@@ -7,12 +7,15 @@ set -euo pipefail
 usage() {
     cat <<EOT
 Usage: scripts/bench.sh [OPTION]...
-Installs what is missing, builds everything optimised, measures the tool and its logging module beside their peers,
-prints one table, and writes it with the machine to docs/performance.md. That takes about 15 minutes on a machine that
-does nothing else, and 3 GiB of memory for files.
+Installs what is missing, builds everything optimised, measures the tool, its logging module and the log service beside
+their peers, prints one table, and writes it with the machine to docs/performance.md. That takes about 20 minutes on a
+machine that does nothing else, and 3 GiB of memory for files.
 
   --quick      a few seconds with small counts, to see that everything runs; the figures mean nothing
-  --only NAME  one measurement: records, retention, start, ownlog, small, throughput, memory, held, counts or skipped
+  --only NAME  one measurement: records, retention, start, ownlog, small, throughput, memory, held, counts, skipped
+               or load
+  --fleet ...  measures nothing, but simulates many machines and their service; what follows goes to the simulation,
+               for example: scripts/bench.sh --fleet --machines 1000000 --outage 8 --capacity 3x; --fleet --help
   --help       print this text
 
 With --quick and --only nothing is written. The build is kept in build/bench.
@@ -30,6 +33,11 @@ while [ $# -gt 0 ]; do
         shift
         ;;
     --only=*) only="${1#*=}" ;;
+    --fleet)
+        shift
+        fleet=yes
+        break
+        ;;
     -h | --help)
         usage
         exit 0
@@ -40,7 +48,7 @@ while [ $# -gt 0 ]; do
 done
 if [ -n "${only+set}" ]; then
     case "$only" in
-    records | retention | start | ownlog | small | throughput | memory | held | counts | skipped) ;;
+    records | retention | start | ownlog | small | throughput | memory | held | counts | skipped | load) ;;
     *) misuse "there is no measurement '$only', see --only" ;;
     esac
     options+=(--only "$only")
@@ -55,6 +63,10 @@ own_address=()
 
 cd -- "$repo"
 cmake --preset bench ${own_address[@]+"${own_address[@]}"} >&2
+if [ -n "${fleet+set}" ]; then
+    cmake --build --preset bench --target kxfleet >&2
+    exec build/bench/bench/kxfleet "$@"
+fi
 cmake --build --preset bench >&2
 
 # What is measured stands beside the build, on a disk like any other.

@@ -11,7 +11,7 @@ build | g++ cmake ninja-build pkg-config qtbase5-dev libcpp-httplib-dev nlohmann
 test  | iproute2 openssl valgrind dpkg-dev lintian chromium | openssl
 check | clang clang-format clang-tidy clazy cppcheck shellcheck libclang-rt-dev gcovr | llvm clang-format cppcheck shellcheck gcovr
 fuzz  | clang libclang-rt-dev | llvm
-bench | libbenchmark-dev libspdlog-dev curl | google-benchmark spdlog curl
+bench | libbenchmark-dev libspdlog-dev curl nginx-light | google-benchmark spdlog curl nginx
 docs  | nodejs npm | node
 TABLE
 }
@@ -26,7 +26,7 @@ Says nothing and changes nothing when all of them are there. Without a group: bu
   test    what the tests need on top
   check   formatters, static checkers, coverage reports
   fuzz    Clang with libFuzzer and its sanitizers
-  bench   what the benchmarks compare with
+  bench   what the benchmarks compare with; among it nginx, which Debian starts, on port 80, where it installs it
   docs    Node.js and npm for the check of openapi.yaml, unless both commands are there, from wherever
 
 Exit status: 0 when everything is there, 1 when something could not be installed, 2 for wrong arguments.

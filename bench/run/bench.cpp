@@ -29,6 +29,9 @@ Plan fullPlan()
     plan.skippedGroups = 3000;
     plan.logNames = 100000;
     plan.startsPerRound = 20;
+    plan.loadRounds = 3;
+    plan.loadSeconds = 30;
+    plan.service = QStringLiteral(KX_LOGSERVICE_PATH);
     return plan;
 }
 
@@ -48,6 +51,9 @@ Plan quickPlan()
     plan.skippedGroups = 20;
     plan.logNames = 100;
     plan.startsPerRound = 1;
+    plan.loadRounds = 1;
+    plan.loadSeconds = 3;
+    plan.service = QStringLiteral(KX_LOGSERVICE_PATH);
     return plan;
 }
 

@@ -25,6 +25,9 @@ struct Plan
     int skippedGroups;
     int logNames;
     int startsPerRound;
+    int loadRounds;
+    int loadSeconds;
+    QString service; ///< path of the log service's program
 };
 
 /// The figures that docs/performance.md is written from.

@@ -32,6 +32,7 @@ constexpr Measurement kMeasurements[] = {
     {"held", measureHeldResources},
     {"counts", measureUploadCounts},
     {"skipped", measureSkippedGroups},
+    {"load", measureManyUploads},
     // Last: with its many names this program grows larger than those whose memory the others measure.
     {"retention", measureRetention},
 };
@@ -72,6 +73,8 @@ int main(int argc, char *argv[])
         {QStringLiteral("only"), QStringLiteral("Measure one of: ") + measurementNames(), QStringLiteral("name")});
     parser.addOption(
         {QStringLiteral("rounds"), QStringLiteral("How often each contestant runs."), QStringLiteral("number")});
+    parser.addOption({QStringLiteral("service"), QStringLiteral("Measure another build of the log service."),
+                      QStringLiteral("program")});
     parser.process(application);
     const QString only = parser.value(QStringLiteral("only"));
     if (!only.isEmpty() && !measurementNames().split(QLatin1Char(' ')).contains(only)) {
@@ -83,7 +86,9 @@ int main(int argc, char *argv[])
     try {
         Plan plan = parser.isSet(QStringLiteral("quick")) ? quickPlan() : fullPlan();
         if (parser.isSet(QStringLiteral("rounds")))
-            plan.rounds = qMax(1, parser.value(QStringLiteral("rounds")).toInt());
+            plan.rounds = plan.loadRounds = qMax(1, parser.value(QStringLiteral("rounds")).toInt());
+        if (parser.isSet(QStringLiteral("service")))
+            plan.service = parser.value(QStringLiteral("service"));
         const QString before = machineText();
         const QString table = measure(plan, only).markdown();
         std::printf("%s\n%s", before.toUtf8().constData(), table.toUtf8().constData());

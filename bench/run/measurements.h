@@ -24,3 +24,5 @@ void measureHeldResources(Bench &bench);
 void measureUploadCounts(Bench &bench);
 /// Time per group whose file is missing.
 void measureSkippedGroups(Bench &bench);
+/// Uploads of many clients at once to the log service beside nginx, and that each of them is stored.
+void measureManyUploads(Bench &bench);
