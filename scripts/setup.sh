@@ -7,8 +7,8 @@ set -euo pipefail
 # group, packages of Debian and Ubuntu, packages of Homebrew. Apple's command line tools bring the compiler.
 table() {
     cat <<'TABLE'
-build | g++ cmake ninja-build pkg-config qtbase5-dev libcpp-httplib-dev nlohmann-json3-dev | cmake ninja pkg-config qt@5 cpp-httplib nlohmann-json
-test  | iproute2 openssl valgrind dpkg-dev lintian chromium | openssl
+build | g++ cmake ninja-build pkg-config qtbase5-dev libcpp-httplib-dev nlohmann-json3-dev | cmake ninja pkgconf qt@5 cpp-httplib nlohmann-json
+test  | iproute2 openssl valgrind dpkg-dev lintian chromium | openssl@3
 check | clang clang-format clang-tidy clazy cppcheck shellcheck libclang-rt-dev gcovr | llvm clang-format cppcheck shellcheck gcovr
 fuzz  | clang libclang-rt-dev | llvm
 bench | libbenchmark-dev libspdlog-dev curl | google-benchmark spdlog curl

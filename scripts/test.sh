@@ -55,6 +55,7 @@ fi
 # shellcheck disable=SC2086 # group names are words
 "$repo/scripts/setup.sh" $groups
 export_brew_paths
+[ "$preset" != asan ] || export_brew_clang
 
 cd -- "$repo"
 build="build/$preset"
