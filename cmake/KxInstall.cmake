@@ -35,9 +35,6 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/KxLogConfigVersion.cmake
 install(FILES "${PROJECT_BINARY_DIR}/KxLogConfig.cmake" "${PROJECT_BINARY_DIR}/KxLogConfigVersion.cmake"
     DESTINATION "${kx_package_dir}" COMPONENT dev)
 
-if(NOT KX_QT_MAJOR)
-    set(KX_QT_MAJOR 5)
-endif()
 # Relative to its own place: the prefix is known only when it is installed, and an installation may be moved.
 set(kx_pc_dir "${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH kx_pc_prefix "${kx_pc_dir}" "${CMAKE_INSTALL_PREFIX}")

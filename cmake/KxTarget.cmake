@@ -36,5 +36,7 @@ function(kx_configure_qt_target target)
         QT_MESSAGELOGCONTEXT
         # Keeps our own operator+ for C strings apart from the one of QString.
         QT_NO_CAST_FROM_ASCII
-        QT_DEPRECATED_WARNINGS)
+        # What only Qt 6 calls deprecated has no other name in the Qt 5.9 that the sources are written for.
+        $<IF:$<EQUAL:${KX_QT_MAJOR},6>,QT_NO_DEPRECATED_WARNINGS,QT_DEPRECATED_WARNINGS>)
+    target_compile_options(${target} PRIVATE ${kx_narrow_sizes})
 endfunction()

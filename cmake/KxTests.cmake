@@ -59,9 +59,11 @@ function(kx_configure_test_target target)
     if(KX_FAST_LINKER MATCHES "ld\\.([a-z]+)$")
         target_link_options(${target} PRIVATE -fuse-ld=${CMAKE_MATCH_1})
     endif()
-    # The compiler takes precompiled headers only for sources that have the same definitions.
-    target_compile_definitions(${target} PRIVATE $<TARGET_PROPERTY:Qt5::Test,INTERFACE_COMPILE_DEFINITIONS>)
-    target_include_directories(${target} SYSTEM PRIVATE $<TARGET_PROPERTY:Qt5::Test,INTERFACE_INCLUDE_DIRECTORIES>)
+    # The compiler takes precompiled headers only for sources that have the same definitions. Those in which Qt 6 tells
+    # each test its own folders serve nobody here.
+    target_compile_options(${target} PRIVATE -UQT_TESTCASE_BUILDDIR -UQT_TESTCASE_SOURCEDIR)
+    target_compile_definitions(${target} PRIVATE $<TARGET_PROPERTY:Qt${KX_QT_MAJOR}::Test,INTERFACE_COMPILE_DEFINITIONS>)
+    target_include_directories(${target} SYSTEM PRIVATE $<TARGET_PROPERTY:Qt${KX_QT_MAJOR}::Test,INTERFACE_INCLUDE_DIRECTORIES>)
     if(NOT target STREQUAL kxtestheaders)
         target_precompile_headers(${target} REUSE_FROM kxtestheaders)
     endif()
@@ -72,7 +74,7 @@ file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/generated/kxtestheaders.cpp"
     CONTENT "// Only here to have the headers compiled.\n")
 add_library(kxtestheaders OBJECT "${PROJECT_BINARY_DIR}/generated/kxtestheaders.cpp")
 kx_configure_test_target(kxtestheaders)
-target_link_libraries(kxtestheaders PRIVATE Qt5::Core Qt5::Network)
+target_link_libraries(kxtestheaders PRIVATE Qt${KX_QT_MAJOR}::Core Qt${KX_QT_MAJOR}::Network)
 # What most tests include; with all of Qt in it each test would take a quarter longer.
 target_precompile_headers(kxtestheaders PRIVATE
     <QDateTime> <QDebug> <QDir> <QNetworkReply> <QProcess> <QRegularExpression> <QSettings> <QTcpSocket>
@@ -82,7 +84,7 @@ target_precompile_headers(kxtestheaders PRIVATE
 #             [LABELS quick|long...])
 #
 # A Qt Test program with a home of its own. SOURCES defaults to <name>.cpp, TIMEOUT to 300 (four times as long under
-# sanitizers) and LABELS to quick. LIBRARIES come on top of the test support. PORTS are fixed ports that the program
+# sanitizers) and LABELS to quick, which the name of the folder joins. LIBRARIES come on top of the test support. PORTS are fixed ports that the program
 # listens on or expects to be unused; programs that share one never run at the same time, unless each has a network of
 # its own. The first source may hold classes with Q_OBJECT, and then includes <name of the source>.moc.
 function(kx_add_test name)
@@ -104,13 +106,18 @@ function(kx_add_test name)
     list(GET arg_SOURCES 0 source)
     get_filename_component(moc "${source}" NAME_WE)
     set(moc "${CMAKE_CURRENT_BINARY_DIR}/${name}_moc/${moc}.moc")
-    qt5_generate_moc("${source}" "${moc}")
+    if(KX_QT_MAJOR EQUAL 5)
+        qt5_generate_moc("${source}" "${moc}")
+    else()
+        qt_generate_moc("${source}" "${moc}")
+    endif()
 
     add_executable(${name} ${arg_SOURCES} "${moc}")
     kx_configure_test_target(${name})
     target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${name}_moc")
     target_link_libraries(${name} PRIVATE kxtestsupport ${arg_LIBRARIES})
 
+    get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
     math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * ${kx_slowdown}")
     # Qt Test ends a single test function after five minutes unless told otherwise; CTest has the program's limit.
     math(EXPR function_timeout "${arg_TIMEOUT} * 1000")
@@ -118,7 +125,7 @@ function(kx_add_test name)
     set_tests_properties(${name} PROPERTIES
         ENVIRONMENT "QTEST_FUNCTION_TIMEOUT=${function_timeout};${kx_test_environment}"
         TIMEOUT ${arg_TIMEOUT}
-        LABELS "${arg_LABELS}"
+        LABELS "${arg_LABELS};${folder}"
         # A program that skipped a test shows as skipped, but only if nothing in it failed: this expression has
         # precedence over the exit status.
         SKIP_REGULAR_EXPRESSION "Totals: [0-9]+ passed, 0 failed, [1-9][0-9]* skipped")

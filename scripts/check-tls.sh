@@ -27,7 +27,7 @@ cd -- "$repo"
 for folder in "$@"; do
     [ -d "$folder" ] || misuse "there is no folder '$folder'"
     # Without sources to look through there is nothing that could be found.
-    [ -n "$(find "$folder" -name '*.cpp' -print -quit)" ] || misuse "there are no sources in '$folder'"
+    [ -n "$(find "$folder" -name '*.cpp')" ] || misuse "there are no sources in '$folder'"
 done
 
 words='ignoreSslErrors|[pP]eerVerifyMode|[pP]eerVerifyDepth|VerifyNone|QueryPeer|setPeerVerifyName'

@@ -17,6 +17,8 @@ help_only "$@"
 
 cd -- "$repo"
 scripts/setup.sh build test check fuzz
+export_brew_paths
+export_brew_clang
 
 failed=()
 step() {

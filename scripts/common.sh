@@ -27,11 +27,18 @@ help_only() {
     esac
 }
 
-# Homebrew keeps Qt 5 out of the places where CMake looks by itself.
+# Homebrew keeps these out of the places where CMake and pkg-config look by themselves.
 export_brew_paths() {
-    local prefix
+    local formula prefix
     command -v brew >/dev/null || return 0
-    prefix="$(brew --prefix qt@5 2>/dev/null)" || return 0
-    export CMAKE_PREFIX_PATH="$prefix${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
-    export PKG_CONFIG_PATH="$prefix/lib/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
+    for formula in qt@5 openssl@3; do
+        prefix="$(brew --prefix "$formula" 2>/dev/null)" || continue
+        export CMAKE_PREFIX_PATH="$prefix${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
+        export PKG_CONFIG_PATH="$prefix/lib/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
+    done
+}
+
+# The same for Clang; Apple's own has neither libFuzzer nor the static checks.
+export_brew_clang() {
+    ! command -v brew >/dev/null || PATH="$(brew --prefix llvm)/bin:$PATH"
 }

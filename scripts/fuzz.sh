@@ -63,10 +63,7 @@ fi
 
 "$repo/scripts/setup.sh" build fuzz
 export_brew_paths
-# Apple's own compiler has no libFuzzer.
-if command -v brew >/dev/null; then
-    PATH="$(brew --prefix llvm)/bin:$PATH"
-fi
+export_brew_clang
 build="$repo/build/asan"
 cd -- "$repo"
 cmake --preset asan >/dev/null

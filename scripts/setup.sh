@@ -7,8 +7,9 @@ set -euo pipefail
 # group, packages of Debian and Ubuntu, packages of Homebrew. Apple's command line tools bring the compiler.
 table() {
     cat <<'TABLE'
-build | g++ cmake ninja-build pkg-config qtbase5-dev libcpp-httplib-dev nlohmann-json3-dev libsqlite3-dev libutf8proc-dev libssl-dev | cmake ninja pkg-config qt@5 cpp-httplib nlohmann-json sqlite utf8proc openssl@3
-test  | iproute2 openssl valgrind dpkg-dev lintian chromium | openssl
+build | g++ cmake ninja-build pkg-config qtbase5-dev libcpp-httplib-dev nlohmann-json3-dev libsqlite3-dev libutf8proc-dev libssl-dev | cmake ninja pkgconf qt@5 cpp-httplib nlohmann-json sqlite utf8proc openssl@3
+test  | iproute2 openssl valgrind dpkg-dev lintian chromium | openssl@3
+qt6   | qt6-base-dev | qt
 check | clang clang-format clang-tidy clazy cppcheck shellcheck libclang-rt-dev gcovr | llvm clang-format cppcheck shellcheck gcovr
 fuzz  | clang libclang-rt-dev | llvm
 bench | libbenchmark-dev libspdlog-dev curl nginx-light | google-benchmark spdlog curl nginx
@@ -24,6 +25,7 @@ Says nothing and changes nothing when all of them are there. Without a group: bu
 
   build   compiler, CMake, Ninja, Qt 5, and the libraries of the local log service
   test    what the tests need on top
+  qt6     Qt 6, for the tests with it
   check   formatters, static checkers, coverage reports
   fuzz    Clang with libFuzzer and its sanitizers
   bench   what the benchmarks compare with; among it nginx, which Debian starts, on port 80, where it installs it
@@ -109,8 +111,8 @@ for argument in "$@"; do
         usage
         exit 0
         ;;
-    build | test | check | fuzz | bench | docs) groups="$groups $argument" ;;
-    *) misuse "there is no group '$argument', only build, test, check, fuzz, bench and docs" ;;
+    build | test | qt6 | check | fuzz | bench | docs) groups="$groups $argument" ;;
+    *) misuse "there is no group '$argument', only build, test, qt6, check, fuzz, bench and docs" ;;
     esac
 done
 groups="${groups:-build test}"

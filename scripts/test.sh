@@ -9,8 +9,8 @@ usage() {
 Usage: scripts/test.sh [OPTION]... [-- CTEST-ARGUMENT...]
 Installs what is missing, builds the tool, the local log service and the tests, and runs the tests.
 
-  --preset NAME  dev (the default), asan (AddressSanitizer and UndefinedBehaviorSanitizer), tsan (ThreadSanitizer, the
-                 tests of the logging module only) or coverage
+  --preset NAME  dev (the default), qt6 (with Qt 6, the tests without the built tool only), asan (AddressSanitizer and
+                 UndefinedBehaviorSanitizer), tsan (ThreadSanitizer, the tests of the logging module only) or coverage
   --long         also the tests that take minutes
   --help         print this text
 
@@ -44,17 +44,19 @@ while [ $# -gt 0 ]; do
     shift
 done
 case "$preset" in
-dev | asan | tsan | coverage) ;;
-*) misuse "there is no preset '$preset', only dev, asan, tsan and coverage" ;;
+dev | qt6 | asan | tsan | coverage) ;;
+*) misuse "there is no preset '$preset', only dev, qt6, asan, tsan and coverage" ;;
 esac
 
 groups="build test"
-if [ "$preset" = asan ]; then
-    groups="$groups fuzz"
-fi
+case "$preset" in
+qt6) groups="$groups qt6" ;;
+asan) groups="$groups fuzz" ;;
+esac
 # shellcheck disable=SC2086 # group names are words
 "$repo/scripts/setup.sh" $groups
 export_brew_paths
+[ "$preset" != asan ] || export_brew_clang
 
 cd -- "$repo"
 build="build/$preset"

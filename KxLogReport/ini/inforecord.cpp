@@ -1,5 +1,7 @@
 #include "ini/inforecord.h"
 
+#include "ini/inicodec.h"
+
 #include <QDateTime>
 #include <QSettings>
 #include <QStandardPaths>
@@ -8,7 +10,7 @@ void recordAcceptedInfo(const QString &userId)
 {
     QSettings record(QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + QStringLiteral("/info.ini"),
                      QSettings::IniFormat);
-    record.setIniCodec("UTF-8");
+    useUtf8(record);
     record.beginGroup(userId);
     record.setValue(QStringLiteral("time"),
                     QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd-hh-mm-ss")));

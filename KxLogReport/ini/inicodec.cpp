@@ -1,5 +1,9 @@
 #include "ini/inicodec.h"
 
+#include <QSettings>
+
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+
 #include <QTextCodec>
 
 #include <array>
@@ -60,10 +64,16 @@ private:
 
 } // namespace
 
-QTextCodec *joiningUtf8Codec()
+void useUtf8(QSettings &settings)
 {
     // Qt remembers the codec of a name that was asked for: that of UTF-8 stays its own. It owns codecs, and deletes
     // them when the process ends.
     static auto *const codec = (utf8(), new IniCodec);
-    return codec;
+    settings.setIniCodec(codec);
 }
+
+#else
+
+void useUtf8(QSettings &) {}
+
+#endif

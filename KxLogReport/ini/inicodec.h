@@ -1,9 +1,9 @@
 #pragma once
 
-class QTextCodec;
+class QSettings;
 
-/// UTF-8 for settings objects that write: QSettings::setIniCodec(). Lives to the end of the process.
+/// Has \a settings read and write their file in UTF-8, without losing a character.
 ///
-/// Qt 5 only, whose settings objects hand a codec the text that they write one UTF-16 unit at a time. The UTF-8 codec
-/// of Qt then loses each character that takes two units. Qt 6 has neither codecs nor that fault.
-QTextCodec *joiningUtf8Codec();
+/// Those of Qt 5 hand a codec the text that they write one UTF-16 unit at a time: the UTF-8 codec of Qt then loses each
+/// character that takes two units. Those of Qt 6 know UTF-8 only, and keep it whole.
+void useUtf8(QSettings &settings);

@@ -89,7 +89,7 @@ QStringList namesInBrackets(const QString &path)
 UploadList::UploadList(const QString &path)
     : QSettings(path, QSettings::IniFormat), readable_(hasShortValues(bytesOf(path)))
 {
-    setIniCodec(joiningUtf8Codec());
+    useUtf8(*this);
     connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { giveUpKept(); });
 }
 

@@ -49,6 +49,8 @@ QNetworkRequest jsonRequest(const char *baseUrl, const QString &path)
 {
     QNetworkRequest request(QUrl(QLatin1String(baseUrl) + path, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    // Whatever the default of Qt is: personal data goes to no address but the one of the build.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     return request;
 }
 

@@ -2,10 +2,12 @@
 
 #include "kxlog/logfile.h"
 
-#include <QTextCodec>
-
 #include <atomic>
 #include <cstdio>
+
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+
+#include <QTextCodec>
 
 namespace {
 
@@ -23,12 +25,6 @@ bool isUtf8(const QTextCodec *codec)
     return isOne;
 }
 
-void echo(const char *line, std::size_t size)
-{
-    std::fwrite(line, 1, size, stderr);
-    std::fflush(stderr);
-}
-
 } // namespace
 
 QByteArray encodeForLog(const QString &text)
@@ -41,6 +37,31 @@ bool logTakesAscii()
 {
     return isUtf8(QTextCodec::codecForLocale());
 }
+
+#else
+
+// On macOS and Linux it knows no other encoding of a locale.
+QByteArray encodeForLog(const QString &text)
+{
+    return text.toUtf8();
+}
+
+bool logTakesAscii()
+{
+    return true;
+}
+
+#endif
+
+namespace {
+
+void echo(const char *line, std::size_t size)
+{
+    std::fwrite(line, 1, size, stderr);
+    std::fflush(stderr);
+}
+
+} // namespace
 
 void writeRecord(const QFile *file, bool isEchoed, const char *record, std::size_t size)
 {

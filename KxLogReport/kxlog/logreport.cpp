@@ -84,14 +84,14 @@ QString recordText(const QString &head, const QString &location, const Message &
 
 int takeMarkedInt(QString &text, const QString &marker, const QString &format)
 {
-    const int start = text.indexOf(marker);
+    const auto start = text.indexOf(marker);
     if (start < 0)
         return 0;
-    const int valueStart = start + marker.size();
-    const int valueEnd = text.indexOf(marker, valueStart);
-    const int value = text.midRef(valueStart, valueEnd < 0 ? -1 : valueEnd - valueStart).toInt();
+    const auto valueStart = start + marker.size();
+    const auto valueEnd = text.indexOf(marker, valueStart);
+    const int value = text.mid(valueStart, valueEnd < 0 ? -1 : valueEnd - valueStart).toInt();
 
-    const int end = text.lastIndexOf(marker) + marker.size();
+    const auto end = text.lastIndexOf(marker) + marker.size();
     // Unlike QString::arg(), this takes a format without the place for the value as it is.
     text.replace(start, end - start, QString(format).replace(QLatin1String("%1"), QString::number(value)));
     return value;

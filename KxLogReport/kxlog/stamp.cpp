@@ -55,7 +55,7 @@ QString formatStamp(const QString &format, const QDate &date, const QTime &time)
 {
     Fields fields{date.year(), date.month(), date.day(), time.hour(), time.minute(), time.second()};
     QString text = format;
-    for (int i = format.size() - 1; i >= 0; --i) {
+    for (auto i = format.size() - 1; i >= 0; --i) {
         if (int *value = fields.find(format.at(i))) {
             text[i] = QLatin1Char(static_cast<char>('0' + *value % 10));
             *value /= 10;

@@ -48,7 +48,7 @@ QString measurementNames()
 /// Measures what is called \a name, everything when it is empty.
 ResultTable measure(const Plan &plan, const QString &name)
 {
-    const QUrl service(QLatin1String(kxendpoints::kLogServiceUrl));
+    const QUrl service{QLatin1String(kxendpoints::kLogServiceUrl)};
     Sink sink(service.host().toStdString(), service.port());
     ResultTable table;
     Bench bench{plan, sink, table};

@@ -48,7 +48,7 @@ QString ResultTable::markdown() const
     QVector<int> widths(lines.first().size(), 3);
     for (const QStringList &cells : qAsConst(lines)) {
         for (int i = 0; i < cells.size(); ++i)
-            widths[i] = qMax(widths.at(i), cells.at(i).size());
+            widths[i] = qMax(widths.at(i), int(cells.at(i).size()));
     }
 
     QStringList rule;

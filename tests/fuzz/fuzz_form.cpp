@@ -44,7 +44,7 @@ private:
 
 void fuzzForm(const QByteArray &input)
 {
-    const Transcript whole(input, qMax(1, input.size()));
+    const Transcript whole(input, qMax(1, int(input.size())));
     for (const int chunkSize : {1, 3, 64}) {
         const Transcript pieces(input, chunkSize);
         require(pieces.isRead == whole.isRead, "the size of the pieces decides nothing");

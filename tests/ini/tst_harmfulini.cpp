@@ -29,8 +29,11 @@ private slots:
     {
         QTest::addColumn<QByteArray>("damage");
         QTest::addColumn<bool>("canBeRewritten");
-        QTest::newRow("huge list as the rooms of a group") << "[log_b]\nroom=" + hugeList() << false;
-        QTest::newRow("huge list as all rooms") << "[room]\n7=" + hugeList() << false;
+        // Qt 6 reads these as no value.
+        if (QT_VERSION < QT_VERSION_CHECK(6, 0, 0)) {
+            QTest::newRow("huge list as the rooms of a group") << "[log_b]\nroom=" + hugeList() << false;
+            QTest::newRow("huge list as all rooms") << "[room]\n7=" + hugeList() << false;
+        }
         QTest::newRow("time without its zone") << "[room_stays]\ntime=" + timeWithoutZone() << false;
         QTest::newRow("group without a name") << QByteArray("[]\npath=/nowhere") << true;
         QTest::newRow("group of a name without letters") << QByteArray("[/]\npath=/nowhere") << true;
@@ -80,8 +83,10 @@ private slots:
     void survivesDamageThatComesDuringTheRun_data()
     {
         QTest::addColumn<QByteArray>("damage");
-        QTest::newRow("huge list") << "[log_y]\nroom=" + hugeList();
-        QTest::newRow("huge list in a group that waits") << "[log_z]\nroom=" + hugeList();
+        if (QT_VERSION < QT_VERSION_CHECK(6, 0, 0)) {
+            QTest::newRow("huge list") << "[log_y]\nroom=" + hugeList();
+            QTest::newRow("huge list in a group that waits") << "[log_z]\nroom=" + hugeList();
+        }
         QTest::newRow("lists in lists") << "[log_z]\nroom=" + nestedLists(100000);
         QTest::newRow("time without its zone") << "[log_z]\nroom=" + timeWithoutZone();
     }

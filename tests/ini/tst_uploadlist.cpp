@@ -1,6 +1,7 @@
 #include "damage.h"
 #include "ini/uploadlist.h"
 #include "support/files/fileio.h"
+#include "support/files/utf8settings.h"
 #include "support/process/apprun.h"
 #include "support/process/failingopen.h"
 #include "support/process/messagecatcher.h"
@@ -16,7 +17,6 @@
 #include <QLine>
 #include <QLocale>
 #include <QRect>
-#include <QRegExp>
 #include <QTest>
 #include <QTimeZone>
 #include <QUrl>
@@ -68,13 +68,15 @@ QVariantMap allKindsOfValues()
                                QPoint(1, 2),
                                QPointF(1, 2),
                                QBitArray(9, true),
-                               QRegExp(text("a+")),
                                QRegularExpression(text("a+")),
                                QEasingCurve(QEasingCurve::InBounce),
                                QVariant()};
     QVariantMap all;
     for (const QVariant &value : values)
         all.insert(QString::number(100 + all.size()), value);
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    all.insert(QString::number(100 + all.size()), QRegExp(text("a+")));
+#endif
     return all;
 }
 
@@ -98,7 +100,7 @@ WrittenList listOf(const QVariantMap &values)
         const QString path = folder.filePath(text("a.ini"));
         {
             QSettings settings(path, QSettings::IniFormat);
-            settings.setIniCodec("UTF-8");
+            useUtf8AsClientsDo(settings);
             if (withGroup)
                 settings.setValue(text("log1/path"), text("/a"));
             for (auto value = values.cbegin(); value != values.cend(); ++value)
@@ -189,13 +191,16 @@ private slots:
         const QStringList all{text("log1"), text("log3"), text("room")};
         const QByteArray deep = nestedLists(100000);
         const auto inTheMiddle = [](const QByteArray &value) { return "[log2]\nroom=" + value + '\n'; };
-        QTest::newRow("huge list") << inTheMiddle(hugeList()) << all;
-        QTest::newRow("huge list, escaped") << inTheMiddle(hugeList().replace("@", "\\x40")) << all;
-        QTest::newRow("huge list in a list") << inTheMiddle("a, " + hugeList()) << all;
-        QTest::newRow("huge list of lists") << inTheMiddle(hugeList().replace("\\v", "\\t")) << all;
-        QTest::newRow("huge list in the rooms") << "7=" + hugeList() + '\n' << QStringList(all.mid(0, 2));
-        QTest::newRow("huge list in a nested group") << "[log2/inner]\nroom=" + hugeList() + '\n' << all;
-        QTest::newRow("huge list without a group") << "[General]\nroom=" + hugeList() + '\n' << all;
+        // Qt 6 reads these as no value, and takes no memory for them.
+        if (QT_VERSION < QT_VERSION_CHECK(6, 0, 0)) {
+            QTest::newRow("huge list") << inTheMiddle(hugeList()) << all;
+            QTest::newRow("huge list, escaped") << inTheMiddle(hugeList().replace("@", "\\x40")) << all;
+            QTest::newRow("huge list in a list") << inTheMiddle("a, " + hugeList()) << all;
+            QTest::newRow("huge list of lists") << inTheMiddle(hugeList().replace("\\v", "\\t")) << all;
+            QTest::newRow("huge list in the rooms") << "7=" + hugeList() + '\n' << QStringList(all.mid(0, 2));
+            QTest::newRow("huge list in a nested group") << "[log2/inner]\nroom=" + hugeList() + '\n' << all;
+            QTest::newRow("huge list without a group") << "[General]\nroom=" + hugeList() + '\n' << all;
+        }
         QTest::newRow("deep lists") << inTheMiddle(deep) << QStringList();
         QTest::newRow("deep lists in quotes") << inTheMiddle('"' + deep + '"') << QStringList();
         QTest::newRow("deep lists in many lines")

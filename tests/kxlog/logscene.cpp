@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QTextCodec>
 #include <QTextStream>
 #include <QThread>
 
@@ -176,16 +175,6 @@ void stamps(const QString &folder, int)
     g_logger.debug("stamped");
 }
 
-/// The locale is one of Latin-1.
-void latin1(const QString &folder, int)
-{
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
-    install(folder);
-    KxLog::instance()->setShowLog(true);
-    g_logger.debug("größe");
-    g_logger.debug("plain");
-}
-
 /// Standard error keeps what it is not told to flush, and the process ends at once.
 void bufferedStandardError(const QString &folder, int)
 {
@@ -345,7 +334,6 @@ int main(int argc, char *argv[])
         {QStringLiteral("firstMessage"), firstMessage},
         {QStringLiteral("echoIntoTheLog"), echoIntoTheLog},
         {QStringLiteral("stamps"), stamps},
-        {QStringLiteral("latin1"), latin1},
         {QStringLiteral("bufferedStandardError"), bufferedStandardError},
         {QStringLiteral("afterMain"), afterMain},
         {QStringLiteral("reportingAfterMain"), reportingAfterMain},

@@ -11,7 +11,6 @@ class TestLogEcho : public QObject
 
 private slots:
     void echoesBeforeItWrites();
-    void echoesInTheCodecOfTheLocale();
     void flushesTheEcho();
     void makesTheObjectForTheFirstMessage();
     void stampsLocalTime();
@@ -26,18 +25,6 @@ void TestLogEcho::echoesBeforeItWrites()
     // The echo ends where the text has a zero byte, which is "0" here.
     QCOMPARE(withoutTimes(scene.text().replace('\0', '0')),
              "echo\necho0file\n" + next + next + head + "echo\n" + head + "echo0file\r\n\n");
-}
-
-void TestLogEcho::echoesInTheCodecOfTheLocale()
-{
-    const Scene scene(QStringLiteral("latin1"));
-    QVERIFY2(scene.result().isSuccess(), scene.result().describe());
-    const QByteArray echo = scene.result().standardError;
-    QVERIFY2(echo.contains("[g]gr\xF6\xDF"
-                           "e\r\n\n"),
-             echo);
-    QVERIFY2(echo.endsWith("[g]plain\r\n\n"), echo);
-    QVERIFY2(echo.endsWith(scene.text()), echo);
 }
 
 void TestLogEcho::flushesTheEcho()

@@ -10,7 +10,6 @@
 #include <QPointer>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTextCodec>
 
 /// The log file of an object: where it is made, what comes into it and when it is closed.
 class TestLogFile : public QObject
@@ -28,7 +27,6 @@ private slots:
     void laterInstallationLeavesTheEarlierFileOpen();
     void goesOnWithoutAFileWhereNoneCanBe();
     void writesLinesAtOnce();
-    void writesInTheCodecOfTheLocale();
     void writesNothingWithoutAFile();
     void closesTheFileOnce();
     void opensAnotherFileAfterwards();
@@ -217,24 +215,6 @@ void TestLogFile::writesLinesAtOnce()
     QCOMPARE(readFile(log.fileName()), QByteArrayLiteral("a %1\n\n"));
     log.write_log(QStringLiteral("b\r\n"));
     QCOMPARE(readFile(log.fileName()), QByteArrayLiteral("a %1\n\nb\r\n\n"));
-}
-
-void TestLogFile::writesInTheCodecOfTheLocale()
-{
-    const MessageCatcher quiet;
-    QTemporaryDir dir;
-    OpenKxLog log;
-    log.install_log(dir.path());
-    QTextCodec *const before = QTextCodec::codecForLocale();
-    const QString line = QString::fromUtf8("größe");
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
-    log.write_log(line);
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
-    log.write_log(line);
-    QTextCodec::setCodecForLocale(before);
-    QCOMPARE(readFile(log.fileName()), QByteArrayLiteral("gr\xC3\xB6\xC3\x9F"
-                                                         "e\ngr\xF6\xDF"
-                                                         "e\n"));
 }
 
 void TestLogFile::writesNothingWithoutAFile()

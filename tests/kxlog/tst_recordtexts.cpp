@@ -2,7 +2,6 @@
 #include "logsession.h"
 
 #include <QTest>
-#include <QTextCodec>
 
 /// Texts of records that are not plain: long ones, other encodings, zero bytes.
 class TestRecordTexts : public QObject
@@ -14,7 +13,6 @@ private slots:
     void keepsZeroBytes();
     void keepsRecordsOfAnyLength_data();
     void keepsRecordsOfAnyLength();
-    void writesInTheCodecOfTheLocale();
     void replacesWhatIsNoText();
     void warnsOfNothingBesides();
 };
@@ -61,31 +59,6 @@ void TestRecordTexts::keepsRecordsOfAnyLength()
     const QByteArray longName(length, 'y');
     QCOMPARE(record(QStringLiteral("text"), longName, "g"), "[Debug][" + longName + "][1][g]text\r\n\n");
     QCOMPARE(record(QStringLiteral("text"), "f", longName), "[Debug][f][1][" + longName + "]text\r\n\n");
-}
-
-void TestRecordTexts::writesInTheCodecOfTheLocale()
-{
-    const LogSession session;
-    const QString umlauts = QString::fromUtf8("größe 大");
-    QTextCodec *const before = QTextCodec::codecForLocale();
-    const auto log = [](const char *codec, const QString &text) {
-        QTextCodec::setCodecForLocale(QTextCodec::codecForName(codec));
-        outputMessage(QtDebugMsg, QMessageLogContext("f", 1, "ü", "default"), text);
-    };
-    log("ISO-8859-1", QStringLiteral("text"));
-    log("ISO-8859-1", umlauts);
-    log("UTF-8", umlauts);
-    // In this one letters of ASCII are other bytes.
-    log("UTF-16BE", QStringLiteral("text"));
-    // Names of files are in the encoding of the locale as well.
-    QTextCodec::setCodecForLocale(before);
-    const QByteArray text = session.bytes();
-    QVERIFY2(text.contains("[Debug][f][1][\xFC]text\r\n\n"), text);
-    QVERIFY2(text.contains("[Debug][f][1][\xFC]gr\xF6\xDF"
-                           "e ?\r\n\n"),
-             text);
-    QVERIFY2(text.contains("[Debug][f][1][ü]größe 大\r\n\n"), text);
-    QVERIFY2(text.endsWith(QByteArray("\0t\0e\0x\0t\0\r\0\n\0\n", 14)), text.toHex());
 }
 
 void TestRecordTexts::replacesWhatIsNoText()

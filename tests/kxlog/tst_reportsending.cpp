@@ -21,6 +21,7 @@ private slots:
     void postsBeforeItWritesTheLine();
     void takesAManagerForEachReport();
     void addressesTheReportApi();
+    void saysThatRedirectsAreNotFollowed();
 };
 
 namespace {
@@ -137,6 +138,14 @@ void TestReportSending::addressesTheReportApi()
     QVERIFY(url.isValid());
     QCOMPARE(url.toString(QUrl::FullyEncoded),
              QLatin1String(kxendpoints::kReportApiUrl) + QStringLiteral(":21999/a%20b%25"));
+}
+
+void TestReportSending::saysThatRedirectsAreNotFollowed()
+{
+    OpenKxLog log;
+    const QVariant manual(static_cast<int>(QNetworkRequest::ManualRedirectPolicy));
+    for (const QNetworkRequest &request : {log.generateRequest(QString()), log.generateNewRequest(QString())})
+        QCOMPARE(request.attribute(QNetworkRequest::RedirectPolicyAttribute), manual);
 }
 
 QTEST_GUILESS_MAIN(TestReportSending)

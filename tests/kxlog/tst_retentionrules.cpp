@@ -134,7 +134,9 @@ void TestRetentionRules::readsStampsLikeTheGeneralParser()
     int expired = 0;
     int kept = 0;
     const auto compare = [&](const QString &changed) {
-        const bool expected = QDateTime::fromString(changed, read.stampFormat).date().daysTo(today) >= 3;
+        // The parser of Qt 6 knows years before the first one.
+        const bool expected = !changed.startsWith(QLatin1Char('-')) &&
+                              QDateTime::fromString(changed, read.stampFormat).date().daysTo(today) >= 3;
         ++(expected ? expired : kept);
         if (isExpired(read, changed + QStringLiteral(".log"), today) == expected)
             return true;

@@ -6,6 +6,7 @@
 #include "support/wire/multipartform.h"
 
 #include <QtTest/QtTest>
+#include <memory>
 
 namespace {
 

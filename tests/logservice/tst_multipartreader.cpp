@@ -142,7 +142,7 @@ void TestMultipartReader::refusesInChunksOfAnySize()
 {
     QFETCH(QByteArray, form);
     QFETCH(QByteArray, refusal);
-    for (int chunkSize = 1; chunkSize <= qMax(1, form.size()); ++chunkSize)
+    for (int chunkSize = 1; chunkSize <= qMax(1, int(form.size())); ++chunkSize)
         QCOMPARE(readInChunks(form, chunkSize).refusal, refusal);
 }
 

@@ -207,7 +207,7 @@ void TestLogList::sendsOneFileAtATime()
     int mostInFlight = 0;
     QCOMPARE(scene.run([&] { scene.uploader.uploadList(); },
                        [&] {
-                           mostInFlight = qMax(mostInFlight, scene.repliesInFlight().size());
+                           mostInFlight = qMax(mostInFlight, int(scene.repliesInFlight().size()));
                            return false;
                        }),
              RunEnd::Quit);

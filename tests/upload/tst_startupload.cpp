@@ -160,7 +160,8 @@ void TestStartUpload::quitsAndThenExitsWithNobodyToDescribe()
     QCOMPARE(::waitpid(child, &status, 0), child);
     uploadini::remove();
     QVERIFY(WIFEXITED(status));
-    QCOMPARE(WEXITSTATUS(status), int(QuitBefore));
+    // In Qt 6 it leaves no trace: an application outside its event loop does not quit.
+    QCOMPARE(WEXITSTATUS(status), int(QT_VERSION < QT_VERSION_CHECK(6, 0, 0) ? QuitBefore : ExitedOnly));
 }
 
 QTEST_GUILESS_MAIN(TestStartUpload)

@@ -1,6 +1,7 @@
 #include "support/files/inifile.h"
 
 #include "support/files/fileio.h"
+#include "support/files/utf8settings.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -11,7 +12,7 @@ namespace {
 bool withSettings(const QString &copy, const std::function<void(QSettings &)> &use)
 {
     QSettings settings(copy, QSettings::IniFormat);
-    settings.setIniCodec("UTF-8");
+    useUtf8AsClientsDo(settings);
     use(settings);
     settings.sync();
     return settings.status() == QSettings::NoError;

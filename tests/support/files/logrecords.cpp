@@ -35,7 +35,8 @@ bool parseRecord(const QString &text, LogRecord &record)
     record.file = match.captured(3);
     record.line = match.captured(4).toInt();
     record.function = text.mid(match.capturedEnd(), functionEnd - match.capturedEnd());
-    record.message = text.mid(functionEnd + 1);
+    // Qt 6 names the type in front of a list.
+    record.message = text.mid(functionEnd + 1).replace(QLatin1String("QList("), QLatin1String("("));
     return record.time.isValid();
 }
 

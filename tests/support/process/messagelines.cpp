@@ -28,13 +28,19 @@ QString signature(const CaughtMessage &message)
     return QString::fromLatin1(message.function).replace(QLatin1String(" &"), QLatin1String("&"));
 }
 
+// Qt 6 names the type in front of a list.
+QString textOf(const CaughtMessage &message)
+{
+    return QString(message.text).replace(QLatin1String("QList("), QLatin1String("("));
+}
+
 } // namespace
 
 QStringList messageLines(const MessageCatcher &messages)
 {
     QStringList lines;
     for (const CaughtMessage &message : messages.messages())
-        lines += typePrefix(message.type) + signature(message) + QStringLiteral(": ") + message.text;
+        lines += typePrefix(message.type) + signature(message) + QStringLiteral(": ") + textOf(message);
     return lines;
 }
 
@@ -45,7 +51,7 @@ QStringList messageLinesOf(const MessageCatcher &messages, const QString &classN
     for (const CaughtMessage &message : messages.messages()) {
         const QRegularExpressionMatch match = member.match(signature(message));
         if (match.hasMatch())
-            lines += typePrefix(message.type) + match.captured(1) + QStringLiteral(": ") + message.text;
+            lines += typePrefix(message.type) + match.captured(1) + QStringLiteral(": ") + textOf(message);
     }
     return lines;
 }

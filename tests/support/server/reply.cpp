@@ -110,7 +110,7 @@ Reply Reply::big(int bodyBytes)
 {
     const QByteArray start = QByteArrayLiteral("{\"Code\":0,\"pad\":\"");
     const QByteArray end = QByteArrayLiteral("\"}");
-    return json(start + QByteArray(std::max(0, bodyBytes - start.size() - end.size()), 'x') + end);
+    return json(start + QByteArray(std::max(0, bodyBytes - int(start.size() + end.size())), 'x') + end);
 }
 
 Reply Reply::untilAnotherRequest() const

@@ -5,6 +5,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 #include <atomic>
+#include <memory>
 
 Q_DECLARE_METATYPE(Reply)
 

@@ -1,5 +1,7 @@
 // A program whose behaviour is given by its arguments, one after another.
 
+#include "support/files/utf8settings.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QSettings>
@@ -20,7 +22,7 @@ void print(FILE *stream, const QString &text)
 void removeGroup(const QString &group)
 {
     QSettings ini(QCoreApplication::applicationDirPath() + QStringLiteral("/config/upload.ini"), QSettings::IniFormat);
-    ini.setIniCodec("UTF-8");
+    useUtf8AsClientsDo(ini);
     ini.remove(group);
 }
 
