@@ -86,7 +86,7 @@ all_together() {
     rm -rf -- "$together"
     mkdir -p "$together"
     put_together KxLogReport/CMakeFiles/kxupload.dir/kxupload.cpp.o 'KxLogReport/*.cpp' &
-    put_together logservice/CMakeFiles/kxlogservicecore.dir/service.cpp.o 'logservice/*.cpp'
+    put_together logservice/CMakeFiles/kxlogservice.dir/main.cpp.o 'logservice/*.cpp'
     wait $!
 }
 tidy() {
