@@ -38,6 +38,7 @@ analysed() {
 }
 cores="$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)"
 build=build/asan
+together="$repo/$build/together"
 
 formatted() {
     listed '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
@@ -48,11 +49,58 @@ shell_checked() {
 compile_with_clang() {
     cmake --preset asan >/dev/null && cmake --build --preset asan -- --quiet
 }
+# What clang-tidy and clazy take is mostly the headers of Qt and of the libraries, which every source includes: they are
+# given sources that include many of this project.
+#
+# put_together <object> <pattern>...: makes one that includes all those, and is compiled like the object. When two of
+# them have, each for itself, the same name, that is an error there: the later one goes into a further such source.
+put_together() {
+    local object=$1 place sources=() clashing source
+    shift
+    while IFS= read -r -d '' source; do
+        sources+=("$repo/$source")
+    done < <(listed "$@")
+    while [ "${#sources[@]}" -gt 0 ]; do
+        place="$(mktemp -d "$together/XXXXXX")"
+        {
+            printf '[{ "directory": "%s", "file": "%s", "command": "' "$repo/$build" "$place/all.cpp"
+            sed -n 's|^ *"command": "\(.*\) -o '"$object"' .*|\1|p' "$build/compile_commands.json" | tr -d '\n'
+            printf ' -c \\"%s\\"" }]\n' "$place/all.cpp"
+        } >"$place/compile_commands.json"
+        # Only here is it right to include a source.
+        printf '#include "%s" // NOLINT(bugprone-suspicious-include)\n' "${sources[@]}" >"$place/all.cpp"
+        # Any one check will do: none at all would be refused.
+        { clang-tidy --quiet --checks='-*,bugprone-suspicious-include' --extra-arg=-ferror-limit=0 "$place/all.cpp" ||
+            true; } 2>/dev/null |
+            sed -n 's|^\([^:]*\):[0-9:]* error: .*\[clang-diagnostic-error\]$|"\1"|p' | sort -u >"$place/clashing"
+        clashing=()
+        while IFS= read -r source; do
+            clashing+=("${source//\"/}")
+        done <"$place/clashing"
+        # What is an error by itself is for the analysers to report.
+        [ "${#clashing[@]}" -lt "${#sources[@]}" ] || break
+        grep -v -F -f "$place/clashing" "$place/all.cpp" >"$place/rest"
+        mv "$place/rest" "$place/all.cpp"
+        sources=(${clashing[@]+"${clashing[@]}"})
+    done
+}
+all_together() {
+    rm -rf -- "$together"
+    mkdir -p "$together"
+    put_together KxLogReport/CMakeFiles/kxupload.dir/kxupload.cpp.o 'KxLogReport/*.cpp' &
+    put_together logservice/CMakeFiles/kxlogservice.dir/main.cpp.o 'logservice/*.cpp'
+    wait $!
+}
 tidy() {
-    analysed | xargs -0 -n 1 -P "$cores" clang-tidy -p "$build" --quiet
+    find "$together" -name all.cpp -print0 | xargs -0 -n 1 -P "$cores" clang-tidy --quiet
+}
+# One check looks at nothing but the main source: it is given those with conditions one by one.
+tidy_conditions() {
+    analysed | xargs -0 grep -l --null '^ *# *if' | xargs -0 -n 1 -P "$cores" clang-tidy -p "$build" --quiet \
+        --checks='-*,readability-redundant-preprocessor'
 }
 clazy() {
-    analysed | xargs -0 -n 4 -P "$cores" clazy-standalone -p "$build" --checks=level1 \
+    find "$together" -name all.cpp -print0 | xargs -0 -n 1 -P "$cores" clazy-standalone --checks=level1 \
         --header-filter='(KxLogReport|logservice)/' --extra-arg=-Werror --extra-arg=-Wno-unknown-warning-option
 }
 cppcheck_all() {
@@ -69,7 +117,9 @@ has_clazy() {
 step "clang-format" formatted
 step "shellcheck" shell_checked
 step "clang, warnings as errors" compile_with_clang
+all_together
 step "clang-tidy" tidy
+step "clang-tidy, nested conditions" tidy_conditions
 if has_clazy; then
     step "clazy" clazy
 else

@@ -142,7 +142,7 @@ private slots:
 private:
     void run()
     {
-        const ToolResult result = sandbox_->runTool({}, 3 * kPromptMs, OtherUser::options());
+        const ToolResult result = sandbox_->runTool({}, 6 * kPromptMs, OtherUser::options());
         QVERIFY2(result.isSuccess(), result.describe());
         QVERIFY2(result.elapsedMs < kPromptMs, result.describe());
     }

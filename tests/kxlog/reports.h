@@ -14,7 +14,7 @@ inline void report(KxLog &log, const QString &message, QtMsgType type = QtDebugM
     log.reportLog(QStringLiteral("[time][Level]"), QStringLiteral("[f][1][g]"), message, type);
 }
 
-/// Waits until \a log has no request on its way any more. Returns false if it still has one after ten seconds.
+/// Waits until \a log has no request on its way any more. Returns false if it still has one after a minute.
 inline bool waitForNoManagers(const KxLog &log)
 {
     return waitFor([&log] { return log.findChildren<QNetworkAccessManager *>().isEmpty(); });

@@ -50,7 +50,7 @@ private slots:
         ToolOptions options = preloading(QStringLiteral(KX_FAILING_OPEN_LIBRARY));
         options.environment.insert(QStringLiteral("KX_FAILING_OPEN"), path);
 
-        const ToolResult result = sandbox.runTool({path}, 3 * kPromptMs, options);
+        const ToolResult result = sandbox.runTool({path}, 6 * kPromptMs, options);
         QVERIFY2(result.isSuccess(), result.describe());
         const QList<RecordedRequest> requests = server.distinctRequests();
         QCOMPARE(requests.size(), goesOn ? 3 : 1);

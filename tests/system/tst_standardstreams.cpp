@@ -39,7 +39,7 @@ private slots:
         const QString log = addLog(sandbox, QStringLiteral("log1"), "one");
         const QString sdkLog = addLog(sandbox, QStringLiteral("log2"), "two", 1);
 
-        const ToolResult result = sandbox.runTool({}, 3 * kPromptMs, byShell(script));
+        const ToolResult result = sandbox.runTool({}, 6 * kPromptMs, byShell(script));
         QVERIFY2(result.isSuccess(), result.describe());
         QCOMPARE(result.standardOutput + result.standardError, QByteArray());
         QCOMPARE(sentFileNames(server),

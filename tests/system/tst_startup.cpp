@@ -46,7 +46,7 @@ private slots:
         QVERIFY(addUser(sandbox));
         QVERIFY(addGroup(sandbox, QStringLiteral("log1"), QStringLiteral("here.txt")));
 
-        const ToolResult result = sandbox.runTool({}, 3 * kPromptMs, byShell(QStringLiteral("cd start; ") + command));
+        const ToolResult result = sandbox.runTool({}, 6 * kPromptMs, byShell(QStringLiteral("cd start; ") + command));
         QVERIFY2(result.isSuccess(), result.describe());
         QCOMPARE(sentFileNames(server), (QStringList{QStringLiteral("here.txt"), QStringLiteral("own log")}));
         QCOMPARE(parseForm(server.requests().first()).body("file"), folder);
@@ -60,7 +60,7 @@ private slots:
         QVERIFY(addUser(sandbox));
         ToolOptions options;
         options.environment.insert(QStringLiteral("QT_DEBUG_PLUGINS"), QStringLiteral("1"));
-        const ToolResult result = sandbox.runTool({}, 3 * kPromptMs, options);
+        const ToolResult result = sandbox.runTool({}, 6 * kPromptMs, options);
         QVERIFY2(result.isSuccess(), result.describe());
 
         static const QRegularExpression search(QStringLiteral("checking directory path \"(.*)/[^/\"]+\""));

@@ -31,7 +31,7 @@ private slots:
         options.environment.insert(QStringLiteral("HOME"), noHome);
         options.environment.insert(QStringLiteral("CFFIXED_USER_HOME"), noHome);
 
-        const ToolResult result = sandbox.runTool({}, 3 * kPromptMs, options);
+        const ToolResult result = sandbox.runTool({}, 6 * kPromptMs, options);
         QVERIFY2(result.isSuccess(), result.describe());
         // Two pauses of 500 ms, and room for a busy machine; the watchdog would take five minutes.
         QVERIFY2(result.elapsedMs >= 1000 && result.elapsedMs < kPromptMs, result.describe());

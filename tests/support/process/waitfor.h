@@ -7,7 +7,7 @@
 /// Waits until \a condition holds, processing events of the calling thread meanwhile. Returns false if it still does
 /// not hold after \a timeoutMs milliseconds.
 template<typename Condition>
-bool waitFor(Condition condition, int timeoutMs = 10000)
+bool waitFor(Condition condition, int timeoutMs = 60000)
 {
     constexpr int kTickMs = 5;
     const QDeadlineTimer deadline(timeoutMs);

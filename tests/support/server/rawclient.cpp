@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int kPatienceMs = 20000;
+constexpr int kPatienceMs = 60000;
 
 bool waitUntil(int descriptor, short event, int timeoutMs)
 {

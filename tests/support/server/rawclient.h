@@ -29,14 +29,14 @@ public:
     /// Sends until nothing has been taken for \a quietMs milliseconds. Returns the number of bytes taken.
     int sendUntilStuck(const QByteArray &bytes, int quietMs);
 
-    /// Receives until \a count bytes are there, the connection ends, or nothing has come for twenty seconds.
+    /// Receives until \a count bytes are there, the connection ends, or nothing has come for a minute.
     QByteArray receive(int count);
     /// Receives one answer with a Content-Length.
     RawAnswer receiveAnswer();
     /// Receives to the end of a head, and returns it with whatever stands before it.
     QByteArray receiveHead();
     /// Receives all that still comes. End::Open if nothing has come for \a quietMs milliseconds.
-    End receiveEnd(int quietMs = 20000);
+    End receiveEnd(int quietMs = 60000);
 
     /// Ends the connection at once, whatever is under way.
     void close();

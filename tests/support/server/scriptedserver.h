@@ -60,10 +60,10 @@ public:
     int connections() const;
 
     /// Waits until \a count requests are recorded, processing events meanwhile. Returns false at the timeout.
-    bool waitForRequests(int count, int timeoutMs = 10000) const;
+    bool waitForRequests(int count, int timeoutMs = 60000) const;
 
     /// Waits until a request has reached a place where its reply holds, processing events meanwhile.
-    bool waitForHold(int timeoutMs = 10000) const;
+    bool waitForHold(int timeoutMs = 60000) const;
     /// Lets one hold go on: the one that was reached first, or the next one to be reached.
     void release();
 

@@ -105,12 +105,15 @@ private slots:
     {
         QFETCH(Reply, reply);
         QFETCH(QByteArray, answer);
+        QFETCH(RawClient::End, end);
         QFETCH(int, bodySize);
         const ScriptedServer server(0, {reply});
         RawClient client(server.port());
         QVERIFY(client.send(rawPost(QByteArray(1000, 'x'))));
         QCOMPARE(client.receive(answer.size()), answer);
-        QTEST(client.receiveEnd(300), "end");
+        const bool open = end == RawClient::End::Open;
+        QCOMPARE(int(open ? client.receiveEnd(300) : client.receiveEnd()), int(end));
+        QVERIFY(server.waitForRequests(1));
         QCOMPARE(server.requests().size(), 1);
         QCOMPARE(server.requests().first().bodySize, qint64(bodySize));
         QCOMPARE(server.requests().first().body, QByteArray(bodySize, 'x'));

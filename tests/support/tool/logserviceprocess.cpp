@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr int kPatienceMs = 20000;
+constexpr int kPatienceMs = 60000;
 
 int exitStatus(const QProcess &process)
 {

@@ -67,7 +67,7 @@ public:
     QProcessEnvironment environment() const;
     /// Runs the tool to its end, blocking; killed after \a timeoutMs. It starts in root(), with environment() and the
     /// additions of \a options.
-    ToolResult runTool(const QStringList &arguments, int timeoutMs = 3 * kPromptMs,
+    ToolResult runTool(const QStringList &arguments, int timeoutMs = 6 * kPromptMs,
                        const ToolOptions &options = {}) const;
     /// Starts the tool and returns; for tests that watch it or end it.
     std::unique_ptr<ToolRun> startTool(const QStringList &arguments, const ToolOptions &options = {}) const;

@@ -59,7 +59,7 @@ public:
     /// Asks the process to end (SIGTERM).
     void terminate();
     /// Waits for the end, blocking; kills the process after \a timeoutMs milliseconds.
-    ToolResult finish(int timeoutMs = 3 * kPromptMs);
+    ToolResult finish(int timeoutMs = 6 * kPromptMs);
 
 private:
     QProcess process_;
