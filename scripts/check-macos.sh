@@ -51,7 +51,7 @@ fi
 # Of the host's folder of headers only these: the others belong to the C library of Linux.
 architecture="$(c++ -print-multiarch)"
 mkdir -p "$KX_MACOS_LIBRARIES/all" "$KX_MACOS_LIBRARIES/machine"
-for name in benchmark brotli fmt httplib.h nlohmann openssl spdlog sqlite3.h zconf.h zlib.h; do
+for name in benchmark brotli fmt httplib.h nlohmann openssl spdlog sqlite3.h utf8proc.h zconf.h zlib.h; do
     [ ! -e "/usr/include/$name" ] || ln -sfn "/usr/include/$name" "$KX_MACOS_LIBRARIES/all/$name"
 done
 ln -sfn "/usr/include/$architecture/openssl" "$KX_MACOS_LIBRARIES/machine/openssl"

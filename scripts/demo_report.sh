@@ -39,7 +39,7 @@ new_uploads() {
 
 # file_name_of <upload>: as the form gave it
 file_name_of() {
-    sed -n 's/^  "fileName": "\(.*\)",$/\1/p' "$1/upload.json"
+    sed -n 's/.*,"fileName":"\([^"]*\)",.*/\1/p' "$1/upload.json"
 }
 
 # upload_of <kind> <file>: folder of this run's only upload of that kind and file name; fails when there is not just one

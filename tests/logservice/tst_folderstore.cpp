@@ -170,7 +170,7 @@ void TestFolderStore::refusesAFolderThatOthersMayWriteTo()
     QFETCH(uint, mode);
     QFETCH(bool, isTaken);
     QTemporaryDir folder;
-    QCOMPARE(::chmod(QFile::encodeName(folder.path()).constData(), mode), 0);
+    QCOMPARE(::chmod(QFile::encodeName(folder.path()).constData(), static_cast<mode_t>(mode)), 0);
     QString reason;
     try {
         const FolderStore store(folder.path().toStdString());

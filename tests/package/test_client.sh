@@ -81,7 +81,7 @@ expect() {
         *-"$1") cmp -s -- "$4" "$upload/file.bin" || continue ;;
         *) continue ;;
         esac
-        grep -qF "\"fileName\": \"$2\"" "$upload/upload.json" || fail "$2 has another name: $(cat "$upload/upload.json")"
+        grep -qF "\"fileName\":\"$2\"" "$upload/upload.json" || fail "$2 has another name: $(cat "$upload/upload.json")"
         [ "$(cat "$upload/room.txt")" = "$3" ] || fail "$2 is described as $(cat "$upload/room.txt")"
         [ "$(cat "$upload/namespace.txt")" = demo ] || fail "$2 has the namespace $(cat "$upload/namespace.txt")"
         return
