@@ -14,7 +14,6 @@ namespace {
 constexpr double kPauseSeconds = 0.5;
 constexpr double kWatchdogSeconds = 300;
 constexpr double kOutageBegin = kDaySeconds + 9 * 3600.0;
-constexpr double kNever = std::numeric_limits<double>::infinity();
 
 struct Machine
 {
