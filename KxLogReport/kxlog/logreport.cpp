@@ -89,7 +89,8 @@ int takeMarkedInt(QString &text, const QString &marker, const QString &format)
         return 0;
     const auto valueStart = start + marker.size();
     const auto valueEnd = text.indexOf(marker, valueStart);
-    const int value = text.mid(valueStart, valueEnd < 0 ? -1 : valueEnd - valueStart).toInt();
+    const QString digits = text.mid(valueStart, valueEnd < 0 ? -1 : valueEnd - valueStart);
+    const int value = digits.toInt();
 
     const auto end = text.lastIndexOf(marker) + marker.size();
     // Unlike QString::arg(), this takes a format without the place for the value as it is.

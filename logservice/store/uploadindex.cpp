@@ -30,7 +30,7 @@ constexpr std::size_t kMaxKeptSearches = 8;
 class UploadIndex::Impl
 {
 public:
-    explicit Impl(const fs::path &folder) : folder_(folder)
+    explicit Impl(fs::path folder) : folder_(std::move(folder))
     {
         try {
             open();
