@@ -109,8 +109,7 @@ private slots:
     {
         QTest::addColumn<bool>("folderToo");
         QTest::addColumn<QString>("record");
-        QTest::newRow("only the files are closed")
-            << false << QStringLiteral("uploadOneFile(const QString&)]open file failed");
+        QTest::newRow("only the files are closed") << false << QStringLiteral("]open file failed");
         QTest::newRow("their folder is closed") << true << QStringLiteral("uploadList()]true");
     }
     void ofListedFilesCostThemTheirGroups()
