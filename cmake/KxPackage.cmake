@@ -16,7 +16,8 @@ set(CPACK_GENERATOR TGZ)
 set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
 
 find_program(KX_DPKG dpkg DOC "Where it is, cpack makes the Debian package of the logging module")
-if(KX_DPKG AND KX_INSTALL)
+# On a Mac it may be there, but its packages are for nobody.
+if(KX_DPKG AND KX_INSTALL AND NOT APPLE)
     list(APPEND CPACK_GENERATOR DEB)
     set(CPACK_DEB_COMPONENT_INSTALL ON)
     set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

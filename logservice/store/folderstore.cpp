@@ -2,6 +2,7 @@
 
 #include "store/incomingfile.h"
 #include "store/searchtext.h"
+#include "store/storedfile.h"
 
 #include <algorithm>
 #include <ctime>
@@ -22,6 +23,13 @@ constexpr char kLockName[] = ".lock";
 
 // Taking out many at once, after a first start with a lower number, would keep an upload waiting for its answer.
 constexpr std::size_t kRemovedAtOnce = 100;
+
+bool isIncoming(const std::string &name)
+{
+    const std::string prefix = kIncomingPrefix;
+    return name.rfind(prefix, 0) == 0 && name.size() > prefix.size() &&
+           name.find_first_not_of("0123456789", prefix.size()) == std::string::npos;
+}
 
 std::string utcTime()
 {
@@ -49,7 +57,7 @@ void refuseWritableByOthers(const fs::path &folder)
 class FolderUpload : public Upload
 {
 public:
-    FolderUpload(FolderStore &store, fs::path folder) : store_(store), folder_(std::move(folder)) {}
+    FolderUpload(FolderStore &store, const fs::path &folder) : store_(store), incoming_(folder), folder_(folder) {}
 
     ~FolderUpload() override
     {
@@ -57,8 +65,11 @@ public:
             return;
         file_.reset();
         const std::lock_guard<std::mutex> guard(store_.mutex_);
+        // What had its name already, but not for good, is no upload from now on, even if it is not removed to the end.
+        std::error_code error;
+        fs::rename(folder_, incoming_, error);
         std::error_code ignored;
-        fs::remove_all(folder_, ignored);
+        fs::remove_all(error ? folder_ : incoming_, ignored);
     }
 
     FolderUpload(const FolderUpload &) = delete;
@@ -121,7 +132,8 @@ private:
     }
 
     FolderStore &store_;
-    fs::path folder_;
+    const fs::path incoming_;
+    fs::path folder_; ///< at first that, then the upload's own
     std::optional<IncomingFile> file_;
     IndexedUpload upload_; ///< what is known of the last file
     bool isFinished_ = false;
@@ -197,8 +209,11 @@ void FolderStore::scan()
     }
     if (keep_ == 0)
         return;
-    for (const auto &text : storedIds(folder_))
-        stored_.push_back(*parseUploadId(text));
+    // Somebody else's folder may have a name like that of an upload: it is none without a record.
+    for (const auto &text : storedIds(folder_)) {
+        if (auto id = parseUploadId(text); StoredFile::open(folder_, *id, kUploadRecordName))
+            stored_.push_back(*std::move(id));
+    }
     std::sort(stored_.begin(), stored_.end(), isOlder);
 }
 
@@ -207,7 +222,7 @@ void FolderStore::removeIncoming() noexcept
     std::error_code ignored;
     std::vector<fs::path> found;
     for (fs::directory_iterator entry(folder_, ignored), end; !ignored && entry != end; entry.increment(ignored)) {
-        if (entry->path().filename().string().rfind(kIncomingPrefix, 0) == 0)
+        if (isIncoming(entry->path().filename().string()))
             found.push_back(entry->path());
     }
     for (const auto &path : found)

@@ -14,10 +14,12 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::size_t kMaxRecordBytes = std::size_t(1024) * 1024;
+// Two documents, each with what escaping adds to most texts.
+constexpr std::size_t kMaxRecordBytes = std::size_t(32) * 1024 * 1024;
 
 // The record has the documents of a form in "fields", each under its name.
 constexpr int kMaxRecordDepth = kMaxDocumentDepth + 2;
+constexpr int kMaxRecordElements = 3 * kMaxDocumentElements;
 
 /// The member \a name of \a value; null when there is none.
 const Json &member(const Json &value, const char *name)
@@ -105,7 +107,7 @@ std::optional<Json> recordOf(const StoredFile &file)
         content.resize(content.find_last_not_of(", \n") + 1);
         content += '}';
     }
-    return parseObject(content, kMaxRecordDepth);
+    return parseObject(content, kMaxRecordDepth, kMaxRecordElements);
 }
 
 } // namespace

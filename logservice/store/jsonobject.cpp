@@ -6,7 +6,7 @@ namespace {
 
 /// Whether \a text, if it is a JSON document, keeps within the bounds. The library's parser could be asked while it
 /// reads (by a callback), but then takes time by the square of the members.
-bool isBounded(std::string_view text, int maxDepth)
+bool isBounded(std::string_view text, int maxDepth, int maxElements)
 {
     int depth = 0;
     int elements = 0;
@@ -23,7 +23,7 @@ bool isBounded(std::string_view text, int maxDepth)
             --depth;
         // In front of each value there is one of these.
         elements += !isInText && (c == '{' || c == '[' || c == ',') ? 1 : 0;
-        if (depth > maxDepth || elements > kMaxDocumentElements)
+        if (depth > maxDepth || elements > maxElements)
             return false;
     }
     return true;
@@ -31,9 +31,9 @@ bool isBounded(std::string_view text, int maxDepth)
 
 } // namespace
 
-std::optional<nlohmann::json> parseObject(const std::string &text, int maxDepth)
+std::optional<nlohmann::json> parseObject(const std::string &text, int maxDepth, int maxElements)
 {
-    if (!isBounded(text, maxDepth))
+    if (!isBounded(text, maxDepth, maxElements))
         return std::nullopt;
     auto document = nlohmann::json::parse(text, nullptr, false);
     if (!document.is_object())

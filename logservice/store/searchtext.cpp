@@ -94,7 +94,8 @@ SearchTexts searchTexts(const IndexedUpload &upload, const nlohmann::json &field
     append(texts.room, upload.unsplit);
     for (const auto *value : {&upload.id.text, &upload.nameSpace, &upload.message})
         append(texts.rest, *value);
-    append(texts.rest, upload.fileName.value_or(std::string()));
+    const bool isNamed = upload.fileName && !upload.fileName->empty();
+    append(texts.rest, isNamed ? *upload.fileName : upload.contentName); // as it is shown
     for (const auto &field : fields.items()) {
         // Found above as what it says, split or not.
         if (field.key() != "room" && field.key() != "namespace")
@@ -136,7 +137,8 @@ std::string gramsOf(const std::string &text)
 {
     std::set<std::string_view> found;
     for (std::string_view rest = text; !rest.empty();) {
-        const auto length = characterBytes(rest);
+        // Texts come from a table on the disk, too, where they may be damaged.
+        const auto length = std::max(characterBytes(rest), std::size_t(1));
         if (rest.front() != ' ') {
             found.insert(rest.substr(0, length));
             const auto next = rest.substr(length);

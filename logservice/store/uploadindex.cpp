@@ -51,9 +51,7 @@ public:
         try {
             if (!table_)
                 makeAnew(); // it had failed
-            else if (isStale_)
-                load();
-            takeWaiting();
+            catchUp();
             return action();
         } catch (const DatabaseError &error) {
             if (!error.isDamage)
@@ -186,6 +184,19 @@ private:
         for (const auto seq : found)
             isFound[static_cast<std::size_t>(seq)] = true;
         return isFound;
+    }
+
+    /// Writes what is to be written; when that fails for now, what is there already has to do.
+    void catchUp()
+    {
+        try {
+            if (isStale_)
+                load();
+            takeWaiting();
+        } catch (const DatabaseError &error) { // such as a full disk; it is tried again, since the table is stale
+            if (error.isDamage)
+                throw;
+        }
     }
 
     void open()

@@ -173,7 +173,7 @@ void UploadTable::change(const std::vector<Row> &added, const std::vector<std::i
         for (const auto seq : removed)
             remove(seq);
         database_.execute("COMMIT");
-    } catch (const DatabaseError &) {
+    } catch (...) {
         try {
             database_.execute("ROLLBACK");
         } catch (const DatabaseError &) { // some errors have rolled back by themselves

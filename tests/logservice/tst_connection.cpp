@@ -21,7 +21,7 @@ constexpr Time kStep(10);
 ConnectionLimits wideLimits()
 {
     ConnectionLimits limits;
-    limits.idle = limits.head = limits.crowded = limits.silence = limits.leeway = kLong;
+    limits.idle = limits.head = limits.crowded = limits.silence = limits.crowdedSilence = limits.leeway = kLong;
     return limits;
 }
 
@@ -105,6 +105,8 @@ private slots:
     void endsABodyThatDrips();
     void letsABodyPassThatGoesOnComing();
     void endsASilentBody();
+    void endsASilentBodySoonerWhileOthersWait();
+    void letsABodyPassThatComesByteByByte();
     void endsAnAnswerThatNobodyReads();
 
 private:
@@ -257,6 +259,31 @@ void TestConnection::endsASilentBody()
     connection.beginBody();
     QVERIFY(ends.send("xx"));
     QCOMPARE(readSingly(connection, 3), 2);
+}
+
+void TestConnection::endsASilentBodySoonerWhileOthersWait()
+{
+    const Ends ends;
+    auto limits = wideLimits();
+    limits.crowdedSilence = kShort;
+    Connection connection(ends.service(), limits, [] { return true; });
+    connection.beginBody();
+    QVERIFY(ends.send("xx"));
+    QCOMPARE(readSingly(connection, 3), 2);
+}
+
+void TestConnection::letsABodyPassThatComesByteByByte()
+{
+    const Ends ends;
+    auto limits = wideLimits();
+    limits.headBytes = 10;
+    Connection connection(ends.service(), limits, [] { return false; });
+    connection.beginBody();
+    char bytes[100];
+    for (int i = 0; i < 50; ++i) {
+        QVERIFY(ends.send("x"));
+        QCOMPARE(int(connection.read(bytes, sizeof bytes)), 1);
+    }
 }
 
 void TestConnection::endsAnAnswerThatNobodyReads()

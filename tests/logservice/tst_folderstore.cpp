@@ -45,6 +45,7 @@ private slots:
     void storesDeepDocumentsCompactly();
     void indexesWhatItStores();
     void keepsTheNewest();
+    void leavesFoldersOfOthersAlone();
     void removesNothingBehindALink();
 };
 
@@ -297,6 +298,18 @@ void TestFolderStore::keepsTheNewest()
     QVERIFY(!store.index().find(*parseUploadId("000004-logfile")));
 }
 
+void TestFolderStore::leavesFoldersOfOthersAlone()
+{
+    QTemporaryDir folder;
+    const QStringList others{QStringLiteral(".incoming-mail"), QStringLiteral("000001-holiday")};
+    for (const QString &name : others)
+        QVERIFY(QDir(folder.path()).mkdir(name));
+    FolderStore store(folder.path().toStdString(), 1);
+    for (int i = 0; i < 3; ++i)
+        store.begin()->finish(record());
+    QCOMPARE(entries(folder.path()), others + QStringList{QStringLiteral("000004-logfile")});
+}
+
 void TestFolderStore::removesNothingBehindALink()
 {
     QTemporaryDir other;
@@ -306,6 +319,8 @@ void TestFolderStore::removesNothingBehindALink()
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("000002-logfile")));
     QVERIFY(QFile::link(other.path(), folder.filePath(QStringLiteral("000002-logfile/link"))));
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("000003-logfile")));
+    for (const char *record : {"000002-logfile/upload.json", "000003-logfile/upload.json"})
+        QVERIFY(writeFile(folder.filePath(QLatin1String(record)), "{}"));
     FolderStore store(folder.path().toStdString(), 1);
     store.begin()->finish(record());
     QCOMPARE(entries(folder.path()), (QStringList{QStringLiteral("000001-logfile"), QStringLiteral("000004-logfile")}));

@@ -39,6 +39,7 @@ private slots:
     void showsLinesWithoutLevels();
     void linksToARowWhereItStands();
     void linksToARowThatWasFoundAmongItsNeighbours();
+    void linksToARowThatWasFoundBackwards();
     void leadsOnWithTheFilters();
     void leadsNowhereFromAWholeFile();
     void saysHowFarItLooked();
@@ -85,6 +86,15 @@ void TestLogPage::linksToARowThatWasFoundAmongItsNeighbours()
     LogView view = viewOfOneRecord();
     view.parameters = {{"text", "timeout"}, {"from", "300"}};
     view.query.words = {"timeout"};
+    QVERIFY(html(view).contains(QStringLiteral("<a href=\"/uploads/000007-logfile/log?from=350#b350\">350</a>")));
+}
+
+// Forwards, a page from the same place may end in front of the row.
+void TestLogPage::linksToARowThatWasFoundBackwards()
+{
+    LogView view = viewOfOneRecord();
+    view.parameters = {{"before", "400"}};
+    view.query.before = 400;
     QVERIFY(html(view).contains(QStringLiteral("<a href=\"/uploads/000007-logfile/log?from=350#b350\">350</a>")));
 }
 

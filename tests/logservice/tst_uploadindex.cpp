@@ -72,6 +72,8 @@ private slots:
     void survivesDamagedRecords();
     void knowsWhatALargeRecordIs_data();
     void knowsWhatALargeRecordIs();
+    void knowsWhoSentALongReport_data();
+    void knowsWhoSentALongReport();
     void noticesWhatCameAndWentMeanwhile();
     void isMadeAnewWhenItCannotBeRead_data();
     void isMadeAnewWhenItCannotBeRead();
@@ -309,7 +311,7 @@ void TestUploadIndex::survivesDamagedRecords()
 void TestUploadIndex::knowsWhatALargeRecordIs_data()
 {
     QTest::addColumn<QByteArray>("record");
-    const QByteArray large(3000000, 'x');
+    const QByteArray large(33 * 1024 * 1024, 'x');
     QTest::newRow("compact") << R"({"time":"2024-05-01T09:30:00Z","fileName":"\"fields\":.log","fields":{"room":")" +
                                     large + "\"}}";
     // As earlier versions have written it.
@@ -326,6 +328,26 @@ void TestUploadIndex::knowsWhatALargeRecordIs()
     const auto upload = onlyUpload(scene);
     QCOMPARE(upload.time, std::string("2024-05-01T09:30:00Z"));
     QCOMPARE(upload.fileName.value_or("none"), std::string("\"fields\":.log"));
+}
+
+void TestUploadIndex::knowsWhoSentALongReport_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::newRow("long text") << '"' + QByteArray(3000000, 'x') + '"';
+    // As many as two documents of a crash may hold.
+    QTest::newRow("many values") << '[' + QByteArray("0,").repeated(300000) + "0]";
+}
+
+void TestUploadIndex::knowsWhoSentALongReport()
+{
+    QFETCH(QByteArray, data);
+    const StoredScene scene;
+    QVERIFY(scene.write(QStringLiteral("000001-report/upload.json"),
+                        R"({"time":"2024-05-01T09:30:00Z","fields":{"RoomId":"12","UserSid":"u7","LogData":)" + data +
+                            "}}"));
+    const auto upload = onlyUpload(scene, "000001-report");
+    QCOMPARE(upload.userId, std::string("u7"));
+    QCOMPARE(int(upload.rooms.size()), 1);
 }
 
 void TestUploadIndex::noticesWhatCameAndWentMeanwhile()

@@ -35,7 +35,11 @@ cp -- "$3" "${0%/*}/signed.tool"
 exit "$(cat "${0%/*}/status")"
 EOT
 chmod +x "$work/sign"
+# With the Qt of the build, which may be the only one here.
+qt=$(sed -n 's/^KX_QT_MAJOR:[A-Z]*=//p' "$build/CMakeCache.txt")
+qt_folder=$(sed -n "s/^Qt${qt}_DIR:[A-Z]*=//p" "$build/CMakeCache.txt")
 "$cmake" -S "$source" -B "$work/build" -DKX_BUILD_TESTS=OFF -DKX_BUILD_LOGSERVICE=OFF -DCMAKE_BUILD_TYPE=Release \
+    "-DKX_QT_MAJOR=$qt" "-DQt${qt}_DIR=$qt_folder" \
     "-DKX_SIGN_COMMAND=$work/sign;--as;the vendor" >"$work/configure.log" 2>&1 ||
     fail "configuring: $(cat "$work/configure.log")"
 mkdir -p "$work/build/KxLogReport"

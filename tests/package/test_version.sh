@@ -18,6 +18,10 @@ grep -q "^\.TH KXLOGREPORT 1 \"[0-9-]*\" \"KxLogReport $version\" " "$source/doc
     echo "FAIL: the manual page is not about $version" >&2
     exit 1
 }
+grep -q "^## \[$version\] - [0-9-]*$" "$source/CHANGELOG.md" || {
+    echo "FAIL: the changelog has nothing about $version" >&2
+    exit 1
+}
 expect "$build/generated/Info.plist" "    <string>$version</string>"
 expect "$build/kxlog.pc" "Version: $version"
 echo "all are about $version"
