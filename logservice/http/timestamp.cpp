@@ -15,14 +15,6 @@ std::string formatted(const std::tm &time, const char *format)
 
 } // namespace
 
-std::string utcTime()
-{
-    const std::time_t now = std::time(nullptr);
-    std::tm parts = {};
-    ::gmtime_r(&now, &parts);
-    return formatted(parts, kUtcFormat);
-}
-
 std::string localTime()
 {
     const std::time_t now = std::time(nullptr);

@@ -2,11 +2,8 @@
 
 #include <string>
 
-/// Now, as "2016-05-01T13:07:09Z".
-std::string utcTime();
-
 /// Now, local, as "2016-05-01 13:07:09".
 std::string localTime();
 
-/// Whether \a text has the form of utcTime() and is a second of a day that exists.
+/// Whether \a text has the form "2016-05-01T13:07:09Z" and is a second of a day that exists.
 bool isUtcTime(const std::string &text);

@@ -61,6 +61,8 @@ void addEndpoint(httplib::Server &server, const Endpoint &endpoint, const RouteC
         std::this_thread::sleep_for(context.delay);
         if (intake.refusal)
             setRefusal(response, *intake.refusal);
+        else if (context.status == 204 || context.status == 304)
+            response.status = context.status; // with a body, it would be taken for the next answer
         else
             setAnswer(response, context.status, "application/json", answer, true);
     });

@@ -54,6 +54,8 @@ private slots:
     void keepsTheNewestUploads();
     void answersWithTheGivenStatus_data();
     void answersWithTheGivenStatus();
+    void answersWithoutABodyWhereNoneMayBe_data();
+    void answersWithoutABodyWhereNoneMayBe();
     void waitsBeforeEachAnswer();
 };
 
@@ -322,6 +324,29 @@ void TestLogServiceOptions::answersWithTheGivenStatus()
                                        " {\"Code\":3}, stored as 000002-report\n"));
     // What is wrong stays wrong.
     QCOMPARE(RawClient::ask(service.port(), post(kLogFilePath, formType(), "x")).status, 400);
+}
+
+void TestLogServiceOptions::answersWithoutABodyWhereNoneMayBe_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::newRow("no content") << 204;
+    QTest::newRow("not modified") << 304;
+}
+
+void TestLogServiceOptions::answersWithoutABodyWhereNoneMayBe()
+{
+    QFETCH(int, status);
+    QTemporaryDir folder;
+    LogServiceProcess service;
+    QVERIFY(
+        service.start(LogServiceProcess::onFreePorts(folder.path()) + QStringList({kStatus, QString::number(status)})));
+    RawClient client(service.port());
+    QVERIFY(client.send(logRequest() + logRequest()));
+    for (int i = 0; i < 2; ++i) {
+        const QByteArray head = client.receiveHead();
+        QVERIFY2(head.startsWith("HTTP/1.1 " + QByteArray::number(status)), head.constData());
+    }
+    QVERIFY(QFile::exists(folder.filePath(QStringLiteral("000002-logfile"))));
 }
 
 void TestLogServiceOptions::waitsBeforeEachAnswer()
