@@ -63,8 +63,12 @@ within 30 grep -q 'listening on' "$work/service.log" || fail "no service: $(cat 
 
 "$macos/client" "$work/logs" 2>"$work/stderr" || fail "the client ended with $?: $(cat "$work/stderr")"
 
+# stored <name>: the files of that name, without those of uploads that are not complete yet
+stored() {
+    find "$work/arrived" -name '.*' -prune -o -name "$1" -print 2>/dev/null
+}
 uploads() {
-    find "$work/arrived" -name upload.json 2>/dev/null | sed 's|/upload.json$||' | LC_ALL=C sort
+    stored upload.json | sed 's|/upload.json$||' | LC_ALL=C sort
 }
 # have_arrived <number>: also the tool's own log, which ends a run
 have_arrived() {
@@ -113,5 +117,5 @@ while read -r room; do
     "$both" | "nickname-Guest 🦊"*"Küche 🍳") ;;
     *) fail "the second run described a file as $(cat "$room")" ;;
     esac
-done < <(find "$work/arrived" -name room.txt)
+done < <(stored room.txt)
 echo "a client in a bundle had its files sent by the tool beside it"
