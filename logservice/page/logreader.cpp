@@ -68,20 +68,6 @@ std::string withoutLineEnd(std::string_view text)
     return std::string(text.substr(0, text.find_last_not_of("\r\n") + 1));
 }
 
-std::string bytesOf(const StoredFile &file, std::uint64_t from, std::size_t count)
-{
-    std::string bytes(count, '\0');
-    std::size_t taken = 0;
-    while (taken < count) {
-        const auto got = file.read(from + taken, bytes.data() + taken, count - taken);
-        if (got == 0)
-            break;
-        taken += got;
-    }
-    bytes.resize(taken);
-    return bytes;
-}
-
 /// A file and what its rows are.
 struct Log
 {

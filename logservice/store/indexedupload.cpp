@@ -100,7 +100,7 @@ void setForm(IndexedUpload &upload, const Json &fields)
 /// The record in \a file; of a large one what stands in front of its fields.
 std::optional<Json> recordOf(const StoredFile &file)
 {
-    auto content = firstBytes(file, kMaxRecordBytes);
+    auto content = bytesOf(file, 0, kMaxRecordBytes);
     if (file.size() > kMaxRecordBytes) {
         // Within a text, the quotation marks would have backslashes.
         content.resize(std::min(content.find("\"fields\":"), content.size()));

@@ -41,16 +41,17 @@ std::size_t StoredFile::read(std::uint64_t offset, char *bytes, std::size_t coun
     return got < 0 ? 0 : static_cast<std::size_t>(got);
 }
 
-std::string firstBytes(const StoredFile &file, std::size_t maxBytes)
+std::string bytesOf(const StoredFile &file, std::uint64_t from, std::size_t count)
 {
-    std::string content(static_cast<std::size_t>(std::min<std::uint64_t>(file.size(), maxBytes)), '\0');
+    const auto there = file.size() - std::min(from, file.size());
+    std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(there, count)), '\0');
     std::size_t taken = 0;
-    while (taken < content.size()) {
-        const auto got = file.read(taken, content.data() + taken, content.size() - taken);
+    while (taken < bytes.size()) {
+        const auto got = file.read(from + taken, bytes.data() + taken, bytes.size() - taken);
         if (got == 0)
             break;
         taken += got;
     }
-    content.resize(taken);
-    return content;
+    bytes.resize(taken);
+    return bytes;
 }

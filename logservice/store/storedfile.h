@@ -34,5 +34,5 @@ private:
     const std::uint64_t size_;
 };
 
-/// Returns what \a file holds, up to \a maxBytes.
-std::string firstBytes(const StoredFile &file, std::size_t maxBytes);
+/// Returns up to \a count bytes of \a file from \a from on; less where it ends, or cannot be read.
+std::string bytesOf(const StoredFile &file, std::uint64_t from, std::size_t count);
