@@ -47,7 +47,8 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     find_program(KX_FAST_LINKER NAMES ld.lld ld.gold DOC "Links the tests; the usual linker when there is none")
 endif()
 
-# kx_configure_test_target(<target>): kx_configure_qt_target() for a program or library of the tests.
+# kx_configure_test_target(<target> [<headers>]): kx_configure_qt_target() for a program or library of the tests, with the
+# precompiled headers of kx_add_test_headers() that it is given, or those of Qt.
 function(kx_configure_test_target target)
     kx_configure_qt_target(${target})
     # Qt declares QSKIP("reason") in a way that C++17 does not have yet.
@@ -64,31 +65,39 @@ function(kx_configure_test_target target)
     target_compile_options(${target} PRIVATE -UQT_TESTCASE_BUILDDIR -UQT_TESTCASE_SOURCEDIR)
     target_compile_definitions(${target} PRIVATE $<TARGET_PROPERTY:Qt${KX_QT_MAJOR}::Test,INTERFACE_COMPILE_DEFINITIONS>)
     target_include_directories(${target} SYSTEM PRIVATE $<TARGET_PROPERTY:Qt${KX_QT_MAJOR}::Test,INTERFACE_INCLUDE_DIRECTORIES>)
-    if(NOT target STREQUAL kxtestheaders)
-        target_precompile_headers(${target} REUSE_FROM kxtestheaders)
+    set(headers kxtestheaders)
+    if(ARGC GREATER 1)
+        set(headers ${ARGV1})
+    endif()
+    if(NOT target STREQUAL headers)
+        target_precompile_headers(${target} REUSE_FROM ${headers})
     endif()
 endfunction()
 
-# Parsing Qt's headers is most of what compiling a test takes; they are compiled once.
+# kx_add_test_headers(<name> <library> <header>...): has those headers compiled, and what most tests include; with all of
+# Qt among them each test would take a quarter longer. Parsing them is most of what compiling a test takes.
 file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/generated/kxtestheaders.cpp"
     CONTENT "// Only here to have the headers compiled.\n")
-add_library(kxtestheaders OBJECT "${PROJECT_BINARY_DIR}/generated/kxtestheaders.cpp")
-kx_configure_test_target(kxtestheaders)
-target_link_libraries(kxtestheaders PRIVATE Qt${KX_QT_MAJOR}::Core Qt${KX_QT_MAJOR}::Network)
-# What most tests include; with all of Qt in it each test would take a quarter longer.
-target_precompile_headers(kxtestheaders PRIVATE
-    <QDateTime> <QDebug> <QDir> <QNetworkReply> <QProcess> <QRegularExpression> <QSettings> <QTcpSocket>
-    <QTemporaryDir> <QTest> <QTimer> <functional> <memory>)
+function(kx_add_test_headers name library)
+    add_library(${name} OBJECT "${PROJECT_BINARY_DIR}/generated/kxtestheaders.cpp")
+    kx_configure_test_target(${name} ${name})
+    target_link_libraries(${name} PRIVATE Qt${KX_QT_MAJOR}::Core Qt${KX_QT_MAJOR}::Network ${library})
+    target_precompile_headers(${name} PRIVATE
+        <QDateTime> <QDebug> <QDir> <QNetworkReply> <QProcess> <QRegularExpression> <QSettings> <QTcpSocket>
+        <QTemporaryDir> <QTest> <QTimer> <functional> <memory> ${ARGN})
+endfunction()
+kx_add_test_headers(kxtestheaders Qt${KX_QT_MAJOR}::Test)
 
 # kx_add_test(<name> [SOURCES <source>...] [LIBRARIES <library>...] [PORTS <port>...] [TIMEOUT <seconds>]
-#             [LABELS quick|long...])
+#             [LABELS quick|long...] [HEADERS <headers>])
 #
 # A Qt Test program with a home of its own. SOURCES defaults to <name>.cpp, TIMEOUT to 300 (four times as long under
-# sanitizers) and LABELS to quick, which the name of the folder joins. LIBRARIES come on top of the test support. PORTS are fixed ports that the program
-# listens on or expects to be unused; programs that share one never run at the same time, unless each has a network of
-# its own. The first source may hold classes with Q_OBJECT, and then includes <name of the source>.moc.
+# sanitizers) and LABELS to quick, which the name of the folder joins. LIBRARIES come on top of the test support, HEADERS
+# (see kx_add_test_headers()) in place of kxtestheaders. PORTS are fixed ports that the program listens on or expects to be
+# unused; programs that share one never run at the same time, unless each has a network of its own. The first source may
+# hold classes with Q_OBJECT, and then includes <name of the source>.moc.
 function(kx_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;PORTS;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;HEADERS" "SOURCES;LIBRARIES;PORTS;LABELS")
     if(arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "kx_add_test(${name}): unknown arguments ${arg_UNPARSED_ARGUMENTS}")
     endif()
@@ -113,7 +122,7 @@ function(kx_add_test name)
     endif()
 
     add_executable(${name} ${arg_SOURCES} "${moc}")
-    kx_configure_test_target(${name})
+    kx_configure_test_target(${name} ${arg_HEADERS})
     target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${name}_moc")
     target_link_libraries(${name} PRIVATE kxtestsupport ${arg_LIBRARIES})
 

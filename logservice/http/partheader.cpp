@@ -1,7 +1,7 @@
 #include "http/partheader.h"
 
-#include "http/readabletext.h"
 #include "http/refusal.h"
+#include "text/quotedtext.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,7 +1,7 @@
 #include "http/requestlog.h"
 
-#include "http/readabletext.h"
-#include "http/timestamp.h"
+#include "text/quotedtext.h"
+#include "text/timestamp.h"
 
 #include <condition_variable>
 #include <mutex>

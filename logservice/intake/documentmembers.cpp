@@ -1,6 +1,6 @@
 #include "intake/documentmembers.h"
 
-#include "http/readabletext.h"
+#include "text/quotedtext.h"
 
 #include <algorithm>
 #include <cmath>

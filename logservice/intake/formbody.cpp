@@ -1,8 +1,8 @@
 #include "intake/formbody.h"
 
-#include "http/readabletext.h"
 #include "http/refusal.h"
 #include "store/jsonobject.h"
+#include "text/quotedtext.h"
 
 #include <algorithm>
 

@@ -4,6 +4,7 @@
 #include "http/listener.h"
 #include "intake/formbody.h"
 #include "intake/jsonbody.h"
+#include "text/characters.h"
 
 #include <algorithm>
 
@@ -45,7 +46,6 @@ std::optional<Refusal> unreadable(const httplib::Request &request)
     if (!request.has_header("Content-Length"))
         return Refusal(411, "the request has no Content-Length");
     const auto length = request.get_header_value("Content-Length");
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     if (request.get_header_value_count("Content-Length") > 1 || length.empty() ||
         !std::all_of(length.begin(), length.end(), isDigit))
         return Refusal(400, "the Content-Length is not one number");

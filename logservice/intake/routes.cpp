@@ -1,8 +1,8 @@
 #include "intake/routes.h"
 
 #include "http/answer.h"
-#include "http/readabletext.h"
 #include "intake/intake.h"
+#include "text/quotedtext.h"
 
 #include <algorithm>
 #include <thread>

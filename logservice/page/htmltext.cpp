@@ -1,17 +1,11 @@
 #include "page/htmltext.h"
 
-#include "store/searchtext.h"
+#include "text/characters.h"
 
 namespace {
 
 constexpr char kReplacement[] = "\xef\xbf\xbd";
 constexpr char kEllipsis[] = "\xe2\x80\xa6";
-constexpr std::size_t kMaxCharacterRest = 3;
-
-bool isControl(char c)
-{
-    return (static_cast<unsigned char>(c) < 0x20U && c != '\n' && c != '\t') || c == '\x7f';
-}
 
 /// Returns what stands for \a c in HTML; empty: itself.
 std::string_view escape(char c)
@@ -27,27 +21,19 @@ std::string_view escape(char c)
         return "&quot;";
     case '\'':
         return "&#39;";
+    case '\n':
+    case '\t':
+        return {};
     default:
         return isControl(c) ? kReplacement : std::string_view();
     }
-}
-
-/// Cuts \a text after \a maxBytes bytes, or in front of the character that goes beyond.
-std::string_view cut(std::string_view text, std::size_t maxBytes)
-{
-    if (text.size() <= maxBytes)
-        return text;
-    auto end = maxBytes;
-    while (end > 0 && maxBytes - end < kMaxCharacterRest && (text[end] & '\xc0') == '\x80')
-        --end;
-    return text.substr(0, end);
 }
 
 } // namespace
 
 std::string htmlText(std::string_view text, std::size_t maxBytes)
 {
-    const auto valid = validUtf8(cut(text, maxBytes));
+    const auto valid = validUtf8(shortened(text, maxBytes));
     std::string html;
     html.reserve(valid.size());
     for (std::size_t i = 0; i < valid.size(); ++i) {

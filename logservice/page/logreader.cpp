@@ -1,6 +1,7 @@
 #include "page/logreader.h"
 
 #include "store/searchtext.h"
+#include "text/characters.h"
 
 #include <algorithm>
 #include <array>
@@ -18,11 +19,6 @@ constexpr std::size_t kMaxCharacterRest = 3;
 
 constexpr std::string_view kRecordBeginning = "[0000-00-00 00:00:00][";
 constexpr std::size_t kTimeBytes = 19;
-
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
 
 bool beginsRecord(std::string_view text)
 {
@@ -121,11 +117,7 @@ private:
             if (++end == rest.size() || log_.beginsRow(rest.substr(end)))
                 return end;
         }
-        auto bytes = longest.size();
-        const auto isWithinCharacter = [&] { return bytes < rest.size() && (rest[bytes] & '\xc0') == '\x80'; };
-        while (isWithinCharacter() && longest.size() - bytes < kMaxCharacterRest)
-            --bytes;
-        return bytes;
+        return shortened(rest, kMaxRowBytes).size();
     }
 
     const Log &log_;

@@ -1,9 +1,9 @@
 #include "page/parameters.h"
 
-#include "http/readabletext.h"
 #include "http/refusal.h"
-#include "http/timestamp.h"
 #include "store/searchtext.h"
+#include "text/quotedtext.h"
+#include "text/timestamp.h"
 
 #include <algorithm>
 #include <charconv>

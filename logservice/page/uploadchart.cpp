@@ -1,27 +1,15 @@
 #include "page/uploadchart.h"
 
 #include "page/htmltext.h"
+#include "text/timestamp.h"
 
 #include <algorithm>
-#include <ctime>
 
 namespace {
 
 constexpr int kBarWidth = 20; // with the gap
 constexpr int kGap = 4;
 constexpr int kHeight = 100;
-
-/// The day \a days after \a day, which is of the form of DayCount::day.
-std::string dayAfter(const std::string &day, int days)
-{
-    std::tm parts = {};
-    ::strptime(day.c_str(), "%Y-%m-%d", &parts);
-    parts.tm_mday += days;
-    const std::time_t time = ::timegm(&parts);
-    ::gmtime_r(&time, &parts);
-    char text[16];
-    return {text, std::strftime(text, sizeof text, "%Y-%m-%d", &parts)};
-}
 
 /// Counts by kind, in the order of the kinds.
 using Counts = std::vector<std::uint64_t>;

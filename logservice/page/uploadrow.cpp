@@ -1,7 +1,7 @@
 #include "page/uploadrow.h"
 
-#include "http/timestamp.h"
 #include "page/htmltext.h"
+#include "text/timestamp.h"
 
 #include <algorithm>
 #include <array>

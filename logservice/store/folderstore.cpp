@@ -1,11 +1,11 @@
 #include "store/folderstore.h"
 
 #include "store/incomingfile.h"
-#include "store/searchtext.h"
 #include "store/storedfile.h"
+#include "text/characters.h"
+#include "text/timestamp.h"
 
 #include <algorithm>
-#include <ctime>
 #include <optional>
 #include <vector>
 
@@ -29,15 +29,6 @@ bool isIncoming(const std::string &name)
     const std::string prefix = kIncomingPrefix;
     return name.rfind(prefix, 0) == 0 && name.size() > prefix.size() &&
            name.find_first_not_of("0123456789", prefix.size()) == std::string::npos;
-}
-
-std::string utcTime()
-{
-    const std::time_t now = std::time(nullptr);
-    std::tm parts = {};
-    ::gmtime_r(&now, &parts);
-    char text[32];
-    return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
 }
 
 /// What others can put in or take out of \a folder would be followed, overwritten, or shown as an upload.

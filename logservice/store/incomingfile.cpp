@@ -1,7 +1,7 @@
 #include "store/incomingfile.h"
 
-#include "store/searchtext.h"
 #include "store/uploadstore.h"
+#include "text/characters.h"
 
 #include <algorithm>
 #include <cerrno>

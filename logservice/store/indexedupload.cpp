@@ -1,9 +1,9 @@
 #include "store/indexedupload.h"
 
 #include "store/jsonobject.h"
-#include "store/searchtext.h"
 #include "store/storedfile.h"
 #include "store/uploadrecord.h"
+#include "text/characters.h"
 
 #include <algorithm>
 #include <array>
@@ -47,10 +47,7 @@ void addRoom(IndexedUpload &upload, const std::string &id)
 /// Both parts with a colon between them, as far as there are two, on one line.
 std::string line(const std::string &title, const std::string &rest)
 {
-    auto joined = title + (title.empty() || rest.empty() ? "" : ": ") + rest;
-    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20U; };
-    std::replace_if(joined.begin(), joined.end(), isControl, ' ');
-    return joined;
+    return onOneLine(title + (title.empty() || rest.empty() ? "" : ": ") + rest);
 }
 
 void setCrash(IndexedUpload &upload, const Json &fields)

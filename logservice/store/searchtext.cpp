@@ -1,5 +1,7 @@
 #include "store/searchtext.h"
 
+#include "text/characters.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -18,14 +20,6 @@ constexpr std::size_t kLongWordCharacters = 3;
 const utf8proc_uint8_t *bytesOf(std::string_view text)
 {
     return reinterpret_cast<const utf8proc_uint8_t *>(text.data());
-}
-
-/// The bytes of the character that \a text begins with; 0 when it begins with none.
-std::size_t characterBytes(std::string_view text)
-{
-    utf8proc_int32_t character = 0;
-    const auto length = utf8proc_iterate(bytesOf(text), static_cast<utf8proc_ssize_t>(text.size()), &character);
-    return length > 0 ? static_cast<std::size_t>(length) : 0;
 }
 
 void append(std::string &target, const std::string &value)
@@ -53,18 +47,6 @@ std::string foldedStart(const std::string &text)
 
 } // namespace
 
-std::string validUtf8(std::string_view text)
-{
-    std::string valid;
-    valid.reserve(text.size());
-    while (!text.empty()) {
-        const auto length = characterBytes(text);
-        valid += length > 0 ? text.substr(0, length) : "\xef\xbf\xbd";
-        text.remove_prefix(std::max(length, std::size_t(1)));
-    }
-    return valid;
-}
-
 std::string folded(std::string_view text)
 {
     const auto valid = validUtf8(text);
@@ -76,10 +58,7 @@ std::string folded(std::string_view text)
     if (length < 0)
         throw std::bad_alloc();
     const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(made, &std::free);
-    std::string result(reinterpret_cast<const char *>(made), static_cast<std::size_t>(length));
-    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20U; };
-    std::replace_if(result.begin(), result.end(), isControl, ' ');
-    return result;
+    return onOneLine({reinterpret_cast<const char *>(made), static_cast<std::size_t>(length)});
 }
 
 SearchTexts searchTexts(const IndexedUpload &upload, const nlohmann::json &fields)
@@ -117,20 +96,7 @@ std::vector<std::string> wordsOf(const std::string &text)
 
 bool isShort(const std::string &word)
 {
-    const auto isBegin = [](char c) { return (static_cast<unsigned char>(c) & 0xc0U) != 0x80U; };
-    return std::count_if(word.begin(), word.end(), isBegin) < static_cast<std::ptrdiff_t>(kLongWordCharacters);
-}
-
-std::string hexText(std::string_view bytes)
-{
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += kDigits[byte >> 4U];
-        text += kDigits[byte & 0x0fU];
-    }
-    return text;
+    return characterCount(word) < kLongWordCharacters;
 }
 
 std::string gramsOf(const std::string &text)

@@ -6,9 +6,6 @@
 #include <string_view>
 #include <vector>
 
-/// Returns \a text with each byte that is not UTF-8 replaced by U+FFFD.
-std::string validUtf8(std::string_view text);
-
 /// Returns \a text, any bytes, such that texts which are to be found by each other are the same: without case and
 /// accents, letters of one width and shape, every blank and control character a space.
 std::string folded(std::string_view text);
@@ -29,9 +26,6 @@ std::vector<std::string> wordsOf(const std::string &text);
 
 /// Whether \a word is too short to hold the three characters in a row that the index of long words has.
 bool isShort(const std::string &word);
-
-/// Returns \a bytes in lower case hex.
-std::string hexText(std::string_view bytes);
 
 /// Returns all words of one or two characters, as hexText(), that are part of \a text, with spaces between them.
 std::string gramsOf(const std::string &text);

@@ -1,5 +1,7 @@
 #include "store/uploadid.h"
 
+#include "text/characters.h"
+
 #include <algorithm>
 #include <charconv>
 #include <tuple>
@@ -9,11 +11,6 @@ namespace {
 constexpr std::size_t kMinNumberDigits = 6;  // of names that are made here, so that they sort well
 constexpr std::size_t kMaxNumberDigits = 18; // far from the end of 64 bits: counting on never wraps
 constexpr std::size_t kMaxKindBytes = 32;
-
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
 
 bool isSmallLetter(char c)
 {

@@ -1,5 +1,7 @@
 #include "store/uploadkeys.h"
 
+#include "text/characters.h"
+
 #include <algorithm>
 
 std::int64_t UploadKeys::timeNumber(const std::string &time)
@@ -8,7 +10,7 @@ std::int64_t UploadKeys::timeNumber(const std::string &time)
     std::int64_t number = 0;
     int digits = 0;
     for (const char c : time) {
-        if (c >= '0' && c <= '9' && digits++ < kDigits)
+        if (isDigit(c) && digits++ < kDigits)
             number = number * 10 + (c - '0');
     }
     return number;

@@ -1,5 +1,7 @@
 #include "store/uploadtable.h"
 
+#include "text/characters.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -22,22 +24,16 @@ CREATE VIRTUAL TABLE words USING fts5(user, room, rest, tokenize='trigram case_s
 CREATE VIRTUAL TABLE grams USING fts5(user, room, rest, tokenize=ascii, content='', columnsize=0, detail=column);
 )";
 
-std::string shortened(std::string text)
+std::string shownOf(const std::string &text)
 {
-    if (text.size() > kMaxTextBytes) {
-        auto end = kMaxTextBytes;
-        while ((static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U)
-            --end;
-        text.resize(end);
-    }
-    return text;
+    return std::string(shortened(text, kMaxTextBytes));
 }
 
 std::string roomsText(const std::vector<Room> &rooms)
 {
     auto list = nlohmann::json::array();
     for (std::size_t i = 0; i < std::min(rooms.size(), kMaxRooms); ++i)
-        list.push_back({shortened(rooms[i].id), shortened(rooms[i].name)});
+        list.push_back({shownOf(rooms[i].id), shownOf(rooms[i].name)});
     return list.dump();
 }
 
@@ -160,13 +156,13 @@ void UploadTable::change(const std::vector<Row> &added, const std::vector<std::i
         auto words = database_.prepare("INSERT INTO words(rowid, user, room, rest) VALUES(?,?,?,?)");
         auto grams = database_.prepare("INSERT INTO grams(rowid, user, room, rest) VALUES(?,?,?,?)");
         for (const auto &[seq, upload, texts] : added) {
-            uploads.bind(seq).bind(upload.id.text).bind(shortened(upload.time)).bind(shortened(upload.nickname));
-            uploads.bind(shortened(upload.loginName)).bind(shortened(upload.userId)).bind(roomsText(upload.rooms));
-            uploads.bind(shortened(upload.nameSpace));
-            upload.fileName ? uploads.bind(shortened(*upload.fileName)) : uploads.bindNull();
+            uploads.bind(seq).bind(upload.id.text).bind(shownOf(upload.time)).bind(shownOf(upload.nickname));
+            uploads.bind(shownOf(upload.loginName)).bind(shownOf(upload.userId)).bind(roomsText(upload.rooms));
+            uploads.bind(shownOf(upload.nameSpace));
+            upload.fileName ? uploads.bind(shownOf(*upload.fileName)) : uploads.bindNull();
             uploads.bind(upload.contentName);
             upload.bytes ? uploads.bind(static_cast<std::int64_t>(*upload.bytes)) : uploads.bindNull();
-            uploads.bind(upload.sha256).bind(shortened(upload.message)).bind(shortened(upload.unsplit)).step();
+            uploads.bind(upload.sha256).bind(shownOf(upload.message)).bind(shownOf(upload.unsplit)).step();
             words.bind(seq).bind(texts.user).bind(texts.room).bind(texts.rest).step();
             grams.bind(seq).bind(gramsOf(texts.user)).bind(gramsOf(texts.room)).bind(gramsOf(texts.rest)).step();
         }

@@ -1,6 +1,6 @@
-#include "http/timestamp.h"
 #include "page/uploadpage.h"
 #include "page/uploadrow.h"
+#include "text/timestamp.h"
 
 #include <QtTest/QtTest>
 

@@ -1,6 +1,7 @@
 #include "store/searchtext.h"
 #include "store/uploadindex.h"
 #include "storedscene.h"
+#include "text/characters.h"
 
 #include <QtTest/QtTest>
 

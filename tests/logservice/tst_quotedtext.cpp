@@ -1,8 +1,8 @@
-#include "http/readabletext.h"
+#include "text/quotedtext.h"
 
 #include <QtTest/QtTest>
 
-class TestReadableText : public QObject
+class TestQuotedText : public QObject
 {
     Q_OBJECT
 
@@ -11,7 +11,7 @@ private slots:
     void staysOnOneLine();
 };
 
-void TestReadableText::staysOnOneLine_data()
+void TestQuotedText::staysOnOneLine_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QByteArray>("line");
@@ -31,11 +31,11 @@ void TestReadableText::staysOnOneLine_data()
         << QByteArray("01234567\xe6\x97\xa5") << QByteArray(R"("01234567...")");
 }
 
-void TestReadableText::staysOnOneLine()
+void TestQuotedText::staysOnOneLine()
 {
     QFETCH(QByteArray, text);
     QTEST(QByteArray::fromStdString(quotedText(text.toStdString(), 10)), "line");
 }
 
-QTEST_GUILESS_MAIN(TestReadableText)
-#include "tst_readabletext.moc"
+QTEST_GUILESS_MAIN(TestQuotedText)
+#include "tst_quotedtext.moc"
