@@ -41,6 +41,8 @@ function(kx_add_tool_variant suffix)
         kx_configure_qt_target(${name})
         set_target_properties(${name} PROPERTIES AUTOMOC ON)
         target_compile_options(${name} PRIVATE ${arg_OPTIONS})
+        target_precompile_headers(${name} PRIVATE
+            <QCoreApplication> <QDir> <QJsonDocument> <QNetworkAccessManager> <QNetworkReply> <QSettings> <memory>)
         target_link_libraries(${name} PRIVATE kxsysinfo Qt${KX_QT_MAJOR}::Core Qt${KX_QT_MAJOR}::Network)
     else()
         # The linker leaves the library's own objects with addresses out, as all that they offer is there already.

@@ -95,6 +95,7 @@ Reply Reply::cutAnswer(const QByteArray &body, int missingBytes)
     Reply reply = closeAfterBody();
     reply.head = answerHead(200, body.size() + missingBytes, jsonHeaders());
     reply.body = body;
+    reply.bodyDelayMs = 100;
     return reply;
 }
 
