@@ -127,6 +127,9 @@ function(kx_add_test name)
     target_link_libraries(${name} PRIVATE kxtestsupport ${arg_LIBRARIES})
 
     get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
+    if(NOT folder IN_LIST kx_unit_folders)
+        add_dependencies(${name} KxLogReport kxlogservice)
+    endif()
     math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * ${kx_slowdown}")
     # Qt Test ends a single test function after five minutes unless told otherwise; CTest has the program's limit.
     math(EXPR function_timeout "${arg_TIMEOUT} * 1000")

@@ -370,14 +370,17 @@ void TestLogServiceRobustness::survivesAbortedUploads()
             .entryList({QStringLiteral(".incoming-*")}, QDir::AllEntries | QDir::Hidden)
             .isEmpty();
     };
-    QTRY_VERIFY_WITH_TIMEOUT(isClean(), kPatienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(isClean(), 6 * kPatienceMs);
 }
 
 /// Slow in the request line, in the headers and in the body, one byte at a time.
 void TestLogServiceRobustness::servesWhileOthersAreSlow()
 {
     constexpr int kClients = 240;
+    constexpr int kHeadMs = 10000; // what the service waits for the rest of a head
     const QByteArray request = post(kLogFilePath, formType(), logForm("slow.log", "bytes"));
+    QElapsedTimer whole;
+    whole.start();
     const int starts[] = {1, 20, request.indexOf("\r\n\r\n") - 3, request.size() - 20};
     std::vector<std::pair<std::unique_ptr<RawClient>, int>> clients;
     for (int i = 0; i < kClients; ++i) {
@@ -392,11 +395,14 @@ void TestLogServiceRobustness::servesWhileOthersAreSlow()
         QCOMPARE(upload(formType(), logForm("quick.log", kGoodBytes)).status, 200);
         QVERIFY2(timer.elapsed() < kPatienceMs, QByteArray::number(timer.elapsed()).constData());
     }
-    // They are served too, in the end.
+    // They are served too, in the end, unless this machine was too busy for the heads to be sent in time.
     for (auto &client : clients) {
-        QVERIFY(client.first->send(request.mid(client.second)));
-        QCOMPARE(client.first->receiveAnswer().status, 200);
-        ++taken_;
+        const bool isInBody = client.second > request.indexOf("\r\n\r\n") + 4;
+        const bool isSent = client.first->send(request.mid(client.second));
+        const bool isLate = !isInBody && whole.elapsed() > kHeadMs;
+        const bool isTaken = isSent && client.first->receiveAnswer().status == 200;
+        QVERIFY(isTaken || isLate);
+        taken_ += isTaken ? 1 : 0;
     }
 }
 
