@@ -3,6 +3,7 @@
 #include "text/characters.h"
 
 #include <algorithm>
+#include <utility>
 
 std::int64_t UploadKeys::timeNumber(const std::string &time)
 {
@@ -57,7 +58,15 @@ void UploadKeys::insert(const UploadId &id, std::int64_t seq, const std::string 
     keys_.insert(keys_.begin() + static_cast<std::ptrdiff_t>(place), key);
 }
 
-void UploadKeys::erase(std::size_t place)
+std::vector<std::int64_t> UploadKeys::erase(const std::vector<UploadId> &ids)
 {
-    keys_.erase(keys_.begin() + static_cast<std::ptrdiff_t>(place));
+    std::vector<std::int64_t> seqs;
+    for (const auto &id : ids) {
+        if (const auto place = placeOf(id); isAt(place, id) && keys_[place].seq != 0)
+            seqs.push_back(std::exchange(keys_[place].seq, 0));
+    }
+    // All at once: each would move those behind it.
+    const auto isGone = [](const Key &key) { return key.seq == 0; };
+    keys_.erase(std::remove_if(keys_.begin(), keys_.end(), isGone), keys_.end());
+    return seqs;
 }
