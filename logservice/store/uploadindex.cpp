@@ -56,7 +56,7 @@ void UploadIndex::wait(Enter enter)
 UploadIndex::UploadIndex(fs::path folder) : folder_(std::move(folder))
 {
     try {
-        open();
+        table_.emplace(folder_ / kFileName);
         if (table_->isComplete()) {
             load();
             return;
@@ -134,12 +134,6 @@ void UploadIndex::remove(const UploadId &id)
     wait([&] { removedWaiting_.push_back(id); });
 }
 
-void UploadIndex::open()
-{
-    table_.reset();
-    table_.emplace(folder_ / kFileName);
-}
-
 void UploadIndex::load()
 {
     isStale_ = true;
@@ -157,7 +151,7 @@ void UploadIndex::load()
         if (!std::binary_search(stored.begin(), stored.end(), id.text))
             gone.push_back(std::move(id));
     }
-    removeRows(gone);
+    table_->change({}, keys_.erase(gone));
     std::vector<UploadTable::Row> rows;
     for (const auto &text : stored) {
         const auto id = parseUploadId(text);
@@ -178,24 +172,12 @@ void UploadIndex::makeAnew()
     table_.reset();
     for (const auto *ending : {"", "-wal", "-shm", "-journal"})
         fs::remove(folder_ / (std::string(kFileName) + ending));
-    open();
+    table_.emplace(folder_ / kFileName);
     load();
     table_->markComplete();
 }
 
 void UploadIndex::catchUp()
-{
-    try {
-        if (isStale_)
-            load();
-        takeWaiting();
-    } catch (const DatabaseError &error) { // such as a full disk; it is tried again, since the table is stale
-        if (error.isDamage)
-            throw;
-    }
-}
-
-void UploadIndex::takeWaiting()
 {
     std::vector<UploadTable::Row> added;
     std::vector<UploadId> removed;
@@ -204,12 +186,17 @@ void UploadIndex::takeWaiting()
         added.swap(addedWaiting_);
         removed.swap(removedWaiting_);
     }
-    if (added.empty() && removed.empty())
-        return;
-    isStale_ = true;
-    addRows(std::move(added));
-    removeRows(removed);
-    isStale_ = false;
+    try {
+        if (isStale_)
+            load();
+        isStale_ = true;
+        addRows(std::move(added));
+        table_->change({}, keys_.erase(removed));
+        isStale_ = false;
+    } catch (const DatabaseError &error) { // such as a full disk; it is tried again, since the table is stale
+        if (error.isDamage)
+            throw;
+    }
 }
 
 void UploadIndex::addRows(std::vector<UploadTable::Row> rows)
@@ -224,11 +211,6 @@ void UploadIndex::addRows(std::vector<UploadTable::Row> rows)
     table_->change(rows, {});
     for (const auto &row : rows)
         keys_.insert(row.upload.id, row.seq, row.upload.time);
-}
-
-void UploadIndex::removeRows(const std::vector<UploadId> &ids)
-{
-    table_->change({}, keys_.erase(ids));
 }
 
 const std::vector<bool> &UploadIndex::search(const SearchWords &words)

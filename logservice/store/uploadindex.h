@@ -86,16 +86,12 @@ private:
     template<typename Enter>
     void wait(Enter enter);
 
-    void open();
     /// Reads the keys, and takes in and out what came and went meanwhile.
     void load();
     void makeAnew();
-    /// Writes what is to be written; when that fails for now, what is there already has to do.
+    /// Writes what has come and gone since the last time; when that fails for now, what is there already has to do.
     void catchUp();
-    /// Writes what has come and gone since the last time.
-    void takeWaiting();
     void addRows(std::vector<UploadTable::Row> rows);
-    void removeRows(const std::vector<UploadId> &ids);
     const std::vector<bool> &search(const SearchWords &words);
     /// The places of what matches.
     std::vector<std::size_t> hits(const UploadQuery &query);

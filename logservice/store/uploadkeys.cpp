@@ -3,18 +3,15 @@
 #include "text/characters.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 std::int64_t UploadKeys::timeNumber(const std::string &time)
 {
-    constexpr int kDigits = 14;
-    std::int64_t number = 0;
-    int digits = 0;
-    for (const char c : time) {
-        if (isDigit(c) && digits++ < kDigits)
-            number = number * 10 + (c - '0');
-    }
-    return number;
+    constexpr std::size_t kDigits = 14;
+    std::string digits;
+    std::copy_if(time.begin(), time.end(), std::back_inserter(digits), isDigit);
+    return digits.empty() ? 0 : std::stoll(digits.substr(0, kDigits));
 }
 
 std::string UploadKeys::dayText(std::int64_t dayNumber)

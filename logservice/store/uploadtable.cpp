@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -160,6 +161,8 @@ std::vector<IndexedUpload> UploadTable::uploads(const std::vector<std::int64_t> 
 
 void UploadTable::change(const std::vector<Row> &added, const std::vector<std::int64_t> &removed)
 {
+    if (added.empty() && removed.empty())
+        return;
     database_.execute("BEGIN");
     try {
         auto uploads = database_.prepare("INSERT INTO uploads VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
@@ -201,23 +204,22 @@ void UploadTable::remove(std::int64_t seq)
 
 std::vector<std::int64_t> UploadTable::find(const SearchWords &words, std::int64_t above)
 {
-    const auto rowsOf = [&](const std::string &sql, const std::string &expression) {
+    const auto rowsOf = [&](const std::string &table, const std::string &expression) {
         std::vector<std::int64_t> found;
-        auto rows = database_.prepare(sql);
+        auto rows = database_.prepare("SELECT rowid FROM " + table + " WHERE " + table +
+                                      " MATCH ? AND rowid > ? ORDER BY rowid");
         rows.bind(expression).bind(above);
         while (rows.step())
             found.push_back(rows.integer(0));
         return found;
     };
     const auto [longOnes, shortOnes] = expressionsFor(words);
-    auto found = longOnes.empty()
-                     ? std::vector<std::int64_t>()
-                     : rowsOf("SELECT rowid FROM words WHERE words MATCH ? AND rowid > ? ORDER BY rowid", longOnes);
+    if (longOnes.empty())
+        return rowsOf("grams", shortOnes);
+    auto found = rowsOf("words", longOnes);
     if (shortOnes.empty())
         return found;
-    auto others = rowsOf("SELECT rowid FROM grams WHERE grams MATCH ? AND rowid > ? ORDER BY rowid", shortOnes);
-    if (longOnes.empty())
-        return others;
+    const auto others = rowsOf("grams", shortOnes);
     std::vector<std::int64_t> both;
     std::set_intersection(found.begin(), found.end(), others.begin(), others.end(), std::back_inserter(both));
     return both;
