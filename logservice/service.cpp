@@ -3,7 +3,7 @@
 #include "http/listener.h"
 #include "intake/routes.h"
 #include "page/pageroutes.h"
-#include "store/folderstore.h"
+#include "store/uploadstore.h"
 
 #include <algorithm>
 #include <csignal>
@@ -63,7 +63,7 @@ int runService(const Options &options)
     allowManyDescriptors();
     const auto endSignals = holdBackEndSignals();
 
-    std::optional<FolderStore> store;
+    std::optional<UploadStore> store;
     RequestLog log(STDOUT_FILENO);
     // Behind what their threads use, so that they end first.
     Listener uploads(options.port);

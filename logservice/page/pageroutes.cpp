@@ -49,10 +49,11 @@ void answerList(const httplib::Request &request, httplib::Response &response, co
     page.kinds = context.kinds;
     page.parameters =
         parametersOf(request, {"user", "room", "kind", "since", "until", "text", "limit", "before", "after"});
-    const auto query = uploadQuery(page.parameters, page.kinds);
+    auto query = uploadQuery(page.parameters, page.kinds);
+    query.days = kChartDays;
     page.matches = context.index.find(query);
-    page.storedCount = context.index.storedCount();
-    page.days = context.index.countsByDay(query, kChartDays);
+    page.storedCount = page.matches.storedCount;
+    page.days = page.matches.days;
     answerHtml(request, response, uploadPageHtml(page));
 }
 

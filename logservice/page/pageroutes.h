@@ -10,7 +10,7 @@
 /// What the page needs; index and log have to outlive the server.
 struct PageContext
 {
-    const UploadIndex &index;
+    UploadIndex &index;
     RequestLog &log;
     std::filesystem::path folder;   ///< of the stored uploads
     std::string origin;             ///< of the main port, for example http://127.0.0.1:8700

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/uploadstore.h"
+#include "store/storeerror.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 struct evp_md_ctx_st;
 
@@ -16,10 +15,6 @@ class IncomingFile
 public:
     /// Makes \a path, which must not exist.
     explicit IncomingFile(const std::filesystem::path &path);
-    ~IncomingFile();
-
-    IncomingFile(const IncomingFile &) = delete;
-    IncomingFile &operator=(const IncomingFile &) = delete;
 
     void write(std::string_view bytes);
 
@@ -32,18 +27,13 @@ public:
     const std::string &sha256() const { return sha256_; }
 
 private:
-    void flushBuffer();
-
     const std::filesystem::path path_;
-    int descriptor_ = -1;
-    std::vector<char> buffer_;
-    std::unique_ptr<evp_md_ctx_st, void (*)(evp_md_ctx_st *)> digest_;
+    const std::unique_ptr<char[]> buffer_;
+    std::unique_ptr<std::FILE, int (*)(std::FILE *)> file_;
+    const std::unique_ptr<evp_md_ctx_st, void (*)(evp_md_ctx_st *)> digest_;
     std::uint64_t size_ = 0;
     std::string sha256_;
 };
 
-/// Returns when what \a descriptor, a file or a folder, holds is on the disk; false when that failed.
-bool flushToDisk(int descriptor);
-
-/// Likewise for the entries of \a folder. Throws StoreError.
+/// Returns when the entries of \a folder are on the disk. Throws StoreError.
 void flushFolder(const std::filesystem::path &folder);

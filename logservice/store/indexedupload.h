@@ -40,7 +40,7 @@ struct StoredUpload
 };
 
 /// Reads the upload \a id below \a folder. What is missing or of another type stays empty, and so do the fields of a
-/// record above 1 MiB. Nothing in the folder is trusted: anybody may have put it there.
+/// record above 32 MiB. Nothing in the folder is trusted: anybody may have put it there.
 StoredUpload readStoredUpload(const std::filesystem::path &folder, const UploadId &id);
 
 /// Returns the ids of the uploads below \a folder, by their text. Throws std::filesystem::filesystem_error.

@@ -1,15 +1,11 @@
 #include "store/uploadindex.h"
 
-#include "store/database.h"
+#include "store/indexedupload.h"
 #include "store/searchtext.h"
-#include "store/uploadkeys.h"
-#include "store/uploadtable.h"
 
 #include <algorithm>
 #include <limits>
-#include <list>
 #include <map>
-#include <mutex>
 #include <numeric>
 #include <utility>
 
@@ -27,327 +23,256 @@ constexpr std::size_t kMaxKeptSearches = 8;
 
 } // namespace
 
-class UploadIndex::Impl
+template<typename Action>
+auto UploadIndex::withTable(Action action)
 {
-public:
-    explicit Impl(fs::path folder) : folder_(std::move(folder))
-    {
-        try {
-            open();
-            if (table_->isComplete()) {
-                load();
-                return;
-            }
-        } catch (const DatabaseError &) { // as if there were none
-        }
-        makeAnew();
-    }
-
-    /// Calls \a action, which uses the table; once more with a new table when this one turns out to be damaged.
-    template<typename Action>
-    auto withTable(Action action)
-    {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        try {
-            if (!table_)
-                makeAnew(); // it had failed
-            catchUp();
-            return action();
-        } catch (const DatabaseError &error) {
-            if (!error.isDamage)
-                throw;
-        }
-        makeAnew();
+    const std::lock_guard<std::mutex> guard(mutex_);
+    try {
+        if (!table_)
+            makeAnew(); // it had failed
+        catchUp();
         return action();
+    } catch (const DatabaseError &error) {
+        if (!error.isDamage)
+            throw;
     }
+    makeAnew();
+    return action();
+}
 
-    void add(UploadTable::Row row)
+template<typename Enter>
+void UploadIndex::wait(Enter enter)
+{
+    std::size_t count = 0;
     {
-        wait([&] { addedWaiting_.push_back(std::move(row)); });
+        const std::lock_guard<std::mutex> guard(waitingMutex_);
+        enter();
+        count = addedWaiting_.size() + removedWaiting_.size();
     }
-    void remove(const UploadId &id)
-    {
-        wait([&] { removedWaiting_.push_back(id); });
-    }
+    if (count >= kRowsAtOnce)
+        withTable([] {});
+}
 
-    /// The places of what matches.
-    std::vector<std::size_t> hits(const UploadQuery &query)
-    {
-        const SearchWords words = {folded(query.user), folded(query.room), folded(query.text)};
-        const bool hasWords = !wordsOf(words.user + ' ' + words.room + ' ' + words.any).empty();
-        const auto *found = hasWords ? &search(words) : nullptr;
-        const bool hasTimes = !query.since.empty() || !query.until.empty();
-        const auto since = std::max<std::int64_t>(UploadKeys::timeNumber(query.since), hasTimes ? 1 : 0);
-        const auto until =
-            query.until.empty() ? std::numeric_limits<std::int64_t>::max() : UploadKeys::timeNumber(query.until);
-        std::vector<std::size_t> hits;
-        hits.reserve(keys_.size());
-        if (!hasWords && !hasTimes && query.kind.empty()) {
-            hits.resize(keys_.size());
-            std::iota(hits.begin(), hits.end(), std::size_t(0));
-            return hits;
-        }
-        for (std::size_t place = 0; place < keys_.size(); ++place) {
-            const auto time = keys_.time(place);
-            if ((!found || (*found)[static_cast<std::size_t>(keys_.seq(place))]) && time >= since && time <= until &&
-                (query.kind.empty() || keys_.kind(place) == query.kind))
-                hits.push_back(place);
-        }
-        return hits;
-    }
-
-    const UploadKeys &keys() const { return keys_; }
-    UploadTable &table() { return *table_; }
-
-private:
-    /// The result of an earlier search, as far as uploads had come by then.
-    struct Search
-    {
-        SearchWords words;
-        std::vector<bool> isFound; ///< by the number of the row, up to the last one
-    };
-
-    template<typename Enter>
-    void wait(Enter enter)
-    {
-        std::size_t count = 0;
-        {
-            const std::lock_guard<std::mutex> guard(waitingMutex_);
-            enter();
-            count = addedWaiting_.size() + removedWaiting_.size();
-        }
-        if (count >= kRowsAtOnce)
-            withTable([] {});
-    }
-
-    /// Writes what has come and gone since the last time.
-    void takeWaiting()
-    {
-        std::vector<UploadTable::Row> added;
-        std::vector<UploadId> removed;
-        {
-            const std::lock_guard<std::mutex> guard(waitingMutex_);
-            added.swap(addedWaiting_);
-            removed.swap(removedWaiting_);
-        }
-        if (added.empty() && removed.empty())
-            return;
-        isStale_ = true;
-        addRows(std::move(added));
-        removeRows(removed);
-        isStale_ = false;
-    }
-
-    void addRows(std::vector<UploadTable::Row> rows)
-    {
-        // A table that was made from the folders in between may have them.
-        const auto isKnown = [this](const UploadTable::Row &row) {
-            return keys_.isAt(keys_.placeOf(row.upload.id), row.upload.id);
-        };
-        rows.erase(std::remove_if(rows.begin(), rows.end(), isKnown), rows.end());
-        for (auto &row : rows)
-            row.seq = ++lastSeq_;
-        table_->change(rows, {});
-        for (const auto &row : rows)
-            keys_.insert(row.upload.id, row.seq, row.upload.time);
-    }
-
-    void removeRows(const std::vector<UploadId> &ids)
-    {
-        std::vector<std::int64_t> seqs;
-        for (const auto &id : ids) {
-            if (const auto place = keys_.placeOf(id); keys_.isAt(place, id)) {
-                seqs.push_back(keys_.seq(place));
-                keys_.erase(place);
-            }
-        }
-        table_->change({}, seqs);
-    }
-
-    const std::vector<bool> &search(const SearchWords &words)
-    {
-        const auto isSame = [&words](const Search &search) {
-            return search.words.user == words.user && search.words.room == words.room && search.words.any == words.any;
-        };
-        const auto known = std::find_if(searches_.begin(), searches_.end(), isSame);
-        if (known == searches_.end())
-            searches_.push_front({words, {false}});
-        else
-            searches_.splice(searches_.begin(), searches_, known);
-        if (searches_.size() > kMaxKeptSearches)
-            searches_.pop_back();
-        auto &isFound = searches_.front().isFound;
-        if (isFound.size() > static_cast<std::size_t>(lastSeq_))
-            return isFound;
-        const auto found = table_->find(words, static_cast<std::int64_t>(isFound.size()) - 1);
-        isFound.resize(static_cast<std::size_t>(lastSeq_) + 1);
-        for (const auto seq : found)
-            isFound[static_cast<std::size_t>(seq)] = true;
-        return isFound;
-    }
-
-    /// Writes what is to be written; when that fails for now, what is there already has to do.
-    void catchUp()
-    {
-        try {
-            if (isStale_)
-                load();
-            takeWaiting();
-        } catch (const DatabaseError &error) { // such as a full disk; it is tried again, since the table is stale
-            if (error.isDamage)
-                throw;
-        }
-    }
-
-    void open()
-    {
-        table_.reset();
+UploadIndex::UploadIndex(fs::path folder) : folder_(std::move(folder))
+{
+    try {
         table_.emplace(folder_ / kFileName);
-    }
-
-    /// Reads the keys, and takes in and out what came and went meanwhile.
-    void load()
-    {
-        isStale_ = true;
-        keys_.clear();
-        searches_.clear();
-        for (const auto &key : table_->keys()) {
-            lastSeq_ = std::max(lastSeq_, key.seq);
-            if (const auto id = parseUploadId(key.id))
-                keys_.insert(*id, key.seq, key.time);
+        if (table_->isComplete()) {
+            load();
+            return;
         }
-        const auto stored = storedIds(folder_);
-        std::vector<UploadId> gone;
-        for (std::size_t place = 0; place < keys_.size(); ++place) {
-            auto id = keys_.id(place);
-            if (!std::binary_search(stored.begin(), stored.end(), id.text))
-                gone.push_back(std::move(id));
-        }
-        removeRows(gone);
-        std::vector<UploadTable::Row> rows;
-        for (const auto &text : stored) {
-            const auto id = parseUploadId(text);
-            if (keys_.isAt(keys_.placeOf(*id), *id))
-                continue;
-            auto found = readStoredUpload(folder_, *id);
-            auto texts = searchTexts(found.upload, found.fields);
-            rows.push_back({0, std::move(found.upload), std::move(texts)});
-            if (rows.size() == kRowsAtOnce)
-                addRows(std::exchange(rows, {}));
-        }
-        addRows(std::move(rows));
-        isStale_ = false;
+    } catch (const DatabaseError &) { // as if there were none
     }
-
-    void makeAnew()
-    {
-        table_.reset();
-        for (const auto *ending : {"", "-wal", "-shm", "-journal"})
-            fs::remove(folder_ / (std::string(kFileName) + ending));
-        open();
-        load();
-        table_->markComplete();
-    }
-
-    const fs::path folder_;
-
-    std::mutex mutex_; ///< for all that follows, up to the other one
-    std::optional<UploadTable> table_;
-    bool isStale_ = false; ///< it does not have what was to be written, or the following does not agree
-    UploadKeys keys_;
-    std::int64_t lastSeq_ = 0;
-    std::list<Search> searches_; ///< the last one first
-
-    std::mutex waitingMutex_; ///< may be taken within the first one
-    std::vector<UploadTable::Row> addedWaiting_;
-    std::vector<UploadId> removedWaiting_;
-};
-
-UploadIndex::UploadIndex(const fs::path &folder) : impl_(std::make_unique<Impl>(folder)) {}
+    makeAnew();
+}
 
 UploadIndex::~UploadIndex()
 {
     try {
-        storedCount();
+        withTable([] {});
     } catch (const std::exception &) { // the next process finds what is missing
     }
 }
 
-UploadMatches UploadIndex::find(const UploadQuery &query) const
+UploadMatches UploadIndex::find(const UploadQuery &query)
 {
-    return impl_->withTable([&] {
-        const auto &keys = impl_->keys();
-        const auto hits = impl_->hits(query);
+    return withTable([&] {
+        const auto hits = this->hits(query);
+        const auto notBefore = [&](const UploadId &id) {
+            return std::lower_bound(hits.begin(), hits.end(), keys_.placeOf(id));
+        };
         auto first = hits.begin();
         auto last = hits.end();
         if (query.after) {
-            first = std::lower_bound(hits.begin(), hits.end(), keys.placeOf(*query.after));
-            if (first != hits.end() && keys.isAt(*first, *query.after))
+            first = notBefore(*query.after);
+            if (first != hits.end() && keys_.isAt(*first, *query.after))
                 ++first;
-            last = first + static_cast<std::ptrdiff_t>(
-                               std::min<std::size_t>(query.limit, static_cast<std::size_t>(hits.end() - first)));
-        } else {
-            if (query.before)
-                last = std::lower_bound(hits.begin(), hits.end(), keys.placeOf(*query.before));
-            first = last - static_cast<std::ptrdiff_t>(
-                               std::min<std::size_t>(query.limit, static_cast<std::size_t>(last - hits.begin())));
+        } else if (query.before) {
+            last = notBefore(*query.before);
         }
+        const auto limit = static_cast<std::ptrdiff_t>(query.limit);
+        if (query.after)
+            last = first + std::min(limit, last - first);
+        else
+            first = last - std::min(limit, last - first);
+
         UploadMatches matches;
         matches.total = hits.size();
         matches.newerCount = static_cast<std::uint64_t>(hits.end() - last);
         std::vector<std::int64_t> seqs;
         for (auto hit = last; hit != first;)
-            seqs.push_back(keys.seq(*--hit));
-        matches.uploads = impl_->table().uploads(seqs);
+            seqs.push_back(keys_.seq(*--hit));
+        matches.uploads = table_->uploads(seqs);
         if (first != last && first != hits.begin())
-            matches.older = keys.id(*first);
+            matches.older = keys_.id(*first);
         if (first != last && last != hits.end())
-            matches.newer = keys.id(*(last - 1));
+            matches.newer = keys_.id(*(last - 1));
+        matches.storedCount = keys_.size();
+        matches.days = countsByDay(hits, query.days);
         return matches;
     });
 }
 
-std::optional<IndexedUpload> UploadIndex::find(const UploadId &id) const
+std::optional<IndexedUpload> UploadIndex::find(const UploadId &id)
 {
-    return impl_->withTable([&]() -> std::optional<IndexedUpload> {
-        const auto place = impl_->keys().placeOf(id);
-        if (!impl_->keys().isAt(place, id))
+    return withTable([&]() -> std::optional<IndexedUpload> {
+        const auto place = keys_.placeOf(id);
+        if (!keys_.isAt(place, id))
             return std::nullopt;
-        return impl_->table().uploads({impl_->keys().seq(place)}).front();
-    });
-}
-
-std::uint64_t UploadIndex::storedCount() const
-{
-    return impl_->withTable([&] { return impl_->keys().size(); });
-}
-
-std::vector<DayCount> UploadIndex::countsByDay(const UploadQuery &query, std::size_t days) const
-{
-    return impl_->withTable([&] {
-        const auto &keys = impl_->keys();
-        std::map<std::int64_t, std::map<std::string, std::uint64_t>> byDay;
-        for (const auto place : impl_->hits(query)) {
-            if (const auto time = keys.time(place); time != 0)
-                ++byDay[UploadKeys::dayNumber(time)][keys.kind(place)];
-        }
-        while (byDay.size() > days)
-            byDay.erase(byDay.begin());
-        std::vector<DayCount> counts;
-        for (const auto &[day, kinds] : byDay) {
-            for (const auto &[kind, count] : kinds)
-                counts.push_back({UploadKeys::dayText(day), kind, count});
-        }
-        return counts;
+        return table_->uploads({keys_.seq(place)}).front();
     });
 }
 
 void UploadIndex::add(const IndexedUpload &upload, const nlohmann::json &fields)
 {
-    impl_->add({0, upload, searchTexts(upload, fields)});
+    UploadTable::Row row = {0, upload, searchTexts(upload, fields)};
+    wait([&] { addedWaiting_.push_back(std::move(row)); });
 }
 
 void UploadIndex::remove(const UploadId &id)
 {
-    impl_->remove(id);
+    wait([&] { removedWaiting_.push_back(id); });
+}
+
+void UploadIndex::load()
+{
+    isStale_ = true;
+    keys_.clear();
+    searches_.clear();
+    for (const auto &key : table_->keys()) {
+        lastSeq_ = std::max(lastSeq_, key.seq);
+        if (const auto id = parseUploadId(key.id))
+            keys_.insert(*id, key.seq, key.time);
+    }
+    const auto stored = storedIds(folder_);
+    std::vector<UploadId> gone;
+    for (std::size_t place = 0; place < keys_.size(); ++place) {
+        auto id = keys_.id(place);
+        if (!std::binary_search(stored.begin(), stored.end(), id.text))
+            gone.push_back(std::move(id));
+    }
+    table_->change({}, keys_.erase(gone));
+    std::vector<UploadTable::Row> rows;
+    for (const auto &text : stored) {
+        const auto id = parseUploadId(text);
+        if (keys_.isAt(keys_.placeOf(*id), *id))
+            continue;
+        auto found = readStoredUpload(folder_, *id);
+        auto texts = searchTexts(found.upload, found.fields);
+        rows.push_back({0, std::move(found.upload), std::move(texts)});
+        if (rows.size() == kRowsAtOnce)
+            addRows(std::exchange(rows, {}));
+    }
+    addRows(std::move(rows));
+    isStale_ = false;
+}
+
+void UploadIndex::makeAnew()
+{
+    table_.reset();
+    for (const auto *ending : {"", "-wal", "-shm", "-journal"})
+        fs::remove(folder_ / (std::string(kFileName) + ending));
+    table_.emplace(folder_ / kFileName);
+    load();
+    table_->markComplete();
+}
+
+void UploadIndex::catchUp()
+{
+    std::vector<UploadTable::Row> added;
+    std::vector<UploadId> removed;
+    {
+        const std::lock_guard<std::mutex> guard(waitingMutex_);
+        added.swap(addedWaiting_);
+        removed.swap(removedWaiting_);
+    }
+    try {
+        if (isStale_)
+            load();
+        isStale_ = true;
+        addRows(std::move(added));
+        table_->change({}, keys_.erase(removed));
+        isStale_ = false;
+    } catch (const DatabaseError &error) { // such as a full disk; it is tried again, since the table is stale
+        if (error.isDamage)
+            throw;
+    }
+}
+
+void UploadIndex::addRows(std::vector<UploadTable::Row> rows)
+{
+    // A table that was made from the folders in between may have them.
+    const auto isKnown = [this](const UploadTable::Row &row) {
+        return keys_.isAt(keys_.placeOf(row.upload.id), row.upload.id);
+    };
+    rows.erase(std::remove_if(rows.begin(), rows.end(), isKnown), rows.end());
+    for (auto &row : rows)
+        row.seq = ++lastSeq_;
+    table_->change(rows, {});
+    for (const auto &row : rows)
+        keys_.insert(row.upload.id, row.seq, row.upload.time);
+}
+
+const std::vector<bool> &UploadIndex::search(const SearchWords &words)
+{
+    const auto isSame = [&words](const Search &search) {
+        return search.words.user == words.user && search.words.room == words.room && search.words.any == words.any;
+    };
+    const auto known = std::find_if(searches_.begin(), searches_.end(), isSame);
+    if (known == searches_.end())
+        searches_.push_front({words, {false}});
+    else
+        searches_.splice(searches_.begin(), searches_, known);
+    if (searches_.size() > kMaxKeptSearches)
+        searches_.pop_back();
+    auto &isFound = searches_.front().isFound;
+    if (isFound.size() > static_cast<std::size_t>(lastSeq_))
+        return isFound;
+    const auto found = table_->find(words, static_cast<std::int64_t>(isFound.size()) - 1);
+    isFound.resize(static_cast<std::size_t>(lastSeq_) + 1);
+    for (const auto seq : found)
+        isFound[static_cast<std::size_t>(seq)] = true;
+    return isFound;
+}
+
+std::vector<std::size_t> UploadIndex::hits(const UploadQuery &query)
+{
+    const SearchWords words = {folded(query.user), folded(query.room), folded(query.text)};
+    const bool hasWords = !wordsOf(words.user + ' ' + words.room + ' ' + words.any).empty();
+    const auto *found = hasWords ? &search(words) : nullptr;
+    const bool hasTimes = !query.since.empty() || !query.until.empty();
+    const auto since = std::max<std::int64_t>(UploadKeys::timeNumber(query.since), hasTimes ? 1 : 0);
+    const auto until =
+        query.until.empty() ? std::numeric_limits<std::int64_t>::max() : UploadKeys::timeNumber(query.until);
+    std::vector<std::size_t> hits;
+    hits.reserve(keys_.size());
+    if (!hasWords && !hasTimes && query.kind.empty()) {
+        hits.resize(keys_.size());
+        std::iota(hits.begin(), hits.end(), std::size_t(0));
+        return hits;
+    }
+    for (std::size_t place = 0; place < keys_.size(); ++place) {
+        const auto time = keys_.time(place);
+        if ((!found || (*found)[static_cast<std::size_t>(keys_.seq(place))]) && time >= since && time <= until &&
+            (query.kind.empty() || keys_.kind(place) == query.kind))
+            hits.push_back(place);
+    }
+    return hits;
+}
+
+std::vector<DayCount> UploadIndex::countsByDay(const std::vector<std::size_t> &places, std::size_t days) const
+{
+    std::map<std::int64_t, std::map<std::string, std::uint64_t>> byDay;
+    for (std::size_t i = 0; days > 0 && i < places.size(); ++i) {
+        if (const auto time = keys_.time(places[i]); time != 0)
+            ++byDay[UploadKeys::dayNumber(time)][keys_.kind(places[i])];
+    }
+    while (byDay.size() > days)
+        byDay.erase(byDay.begin());
+    std::vector<DayCount> counts;
+    for (const auto &[day, kinds] : byDay) {
+        for (const auto &[kind, count] : kinds)
+            counts.push_back({UploadKeys::dayText(day), kind, count});
+    }
+    return counts;
 }

@@ -3,17 +3,15 @@
 #include "text/characters.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 std::int64_t UploadKeys::timeNumber(const std::string &time)
 {
-    constexpr int kDigits = 14;
-    std::int64_t number = 0;
-    int digits = 0;
-    for (const char c : time) {
-        if (isDigit(c) && digits++ < kDigits)
-            number = number * 10 + (c - '0');
-    }
-    return number;
+    constexpr std::size_t kDigits = 14;
+    std::string digits;
+    std::copy_if(time.begin(), time.end(), std::back_inserter(digits), isDigit);
+    return digits.empty() ? 0 : std::stoll(digits.substr(0, kDigits));
 }
 
 std::string UploadKeys::dayText(std::int64_t dayNumber)
@@ -57,7 +55,15 @@ void UploadKeys::insert(const UploadId &id, std::int64_t seq, const std::string 
     keys_.insert(keys_.begin() + static_cast<std::ptrdiff_t>(place), key);
 }
 
-void UploadKeys::erase(std::size_t place)
+std::vector<std::int64_t> UploadKeys::erase(const std::vector<UploadId> &ids)
 {
-    keys_.erase(keys_.begin() + static_cast<std::ptrdiff_t>(place));
+    std::vector<std::int64_t> seqs;
+    for (const auto &id : ids) {
+        if (const auto place = placeOf(id); isAt(place, id) && keys_[place].seq != 0)
+            seqs.push_back(std::exchange(keys_[place].seq, 0));
+    }
+    // All at once: each would move those behind it.
+    const auto isGone = [](const Key &key) { return key.seq == 0; };
+    keys_.erase(std::remove_if(keys_.begin(), keys_.end(), isGone), keys_.end());
+    return seqs;
 }

@@ -23,7 +23,7 @@ public:
     UploadId id(std::size_t place) const;
     const std::string &kind(std::size_t place) const { return kinds_[keys_[place].kind]; }
     std::int64_t time(std::size_t place) const { return keys_[place].time; }
-    /// Number of the row in the table.
+    /// Number of the row in the table, from 1 on.
     std::int64_t seq(std::size_t place) const { return keys_[place].seq; }
 
     /// The first place whose upload is not older than \a id.
@@ -32,7 +32,8 @@ public:
 
     /// Does nothing when \a id is there.
     void insert(const UploadId &id, std::int64_t seq, const std::string &time);
-    void erase(std::size_t place);
+    /// Takes out those of \a ids that are there, and returns the numbers of their rows.
+    std::vector<std::int64_t> erase(const std::vector<UploadId> &ids);
     void clear() { keys_.clear(); }
 
 private:

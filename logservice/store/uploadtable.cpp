@@ -3,12 +3,14 @@
 #include "text/characters.h"
 
 #include <algorithm>
+#include <array>
+#include <iterator>
 #include <utility>
 
 namespace {
 
 // To be raised with every change of the tables, and of what they are filled with.
-constexpr std::int64_t kVersion = 1;
+constexpr std::int64_t kVersion = 2;
 
 constexpr std::size_t kMaxTextBytes = 1024; // of what a list shows of one value
 constexpr std::size_t kMaxRooms = 100;
@@ -16,13 +18,20 @@ constexpr std::size_t kMaxRooms = 100;
 // "words" has each three characters in a row. Shorter words it does not have: those stand in "grams", each as
 // hexText().
 constexpr char kTables[] = R"(
-CREATE TABLE uploads(seq INTEGER PRIMARY KEY, id TEXT NOT NULL, time TEXT NOT NULL, nickname TEXT NOT NULL,
-    login_name TEXT NOT NULL, user_id TEXT NOT NULL, rooms TEXT NOT NULL, namespace TEXT NOT NULL, file_name TEXT,
-    content_name TEXT NOT NULL, bytes INTEGER, sha256 TEXT NOT NULL, message TEXT NOT NULL, unsplit TEXT NOT NULL);
+CREATE TABLE uploads(seq INTEGER PRIMARY KEY, id TEXT NOT NULL, rooms TEXT NOT NULL, file_name TEXT, bytes INTEGER,
+    time TEXT NOT NULL, nickname TEXT NOT NULL, login_name TEXT NOT NULL, user_id TEXT NOT NULL,
+    namespace TEXT NOT NULL, content_name TEXT NOT NULL, sha256 TEXT NOT NULL, message TEXT NOT NULL,
+    unsplit TEXT NOT NULL);
 CREATE INDEX keys ON uploads(id, time);
 CREATE VIRTUAL TABLE words USING fts5(user, room, rest, tokenize='trigram case_sensitive 1');
 CREATE VIRTUAL TABLE grams USING fts5(user, room, rest, tokenize=ascii, content='', columnsize=0, detail=column);
 )";
+
+// What the columns from "time" on hold.
+constexpr std::array<std::string IndexedUpload::*, 9> kTexts = {
+    &IndexedUpload::time,   &IndexedUpload::nickname,  &IndexedUpload::loginName,
+    &IndexedUpload::userId, &IndexedUpload::nameSpace, &IndexedUpload::contentName,
+    &IndexedUpload::sha256, &IndexedUpload::message,   &IndexedUpload::unsplit};
 
 std::string shownOf(const std::string &text)
 {
@@ -49,26 +58,29 @@ std::vector<Room> roomsOf(const std::string &text)
     return rooms;
 }
 
+/// What bind() has written, from a row with all columns.
 IndexedUpload uploadOf(const Statement &row)
 {
     IndexedUpload upload;
-    if (const auto id = parseUploadId(row.text(0)))
+    if (const auto id = parseUploadId(row.text(1)))
         upload.id = *id;
-    upload.time = row.text(1);
-    upload.nickname = row.text(2);
-    upload.loginName = row.text(3);
-    upload.userId = row.text(4);
-    upload.rooms = roomsOf(row.text(5));
-    upload.nameSpace = row.text(6);
-    if (!row.isNull(7))
-        upload.fileName = row.text(7);
-    upload.contentName = row.text(8);
-    if (!row.isNull(9))
-        upload.bytes = static_cast<std::uint64_t>(row.integer(9));
-    upload.sha256 = row.text(10);
-    upload.message = row.text(11);
-    upload.unsplit = row.text(12);
+    upload.rooms = roomsOf(row.text(2));
+    if (!row.isNull(3))
+        upload.fileName = row.text(3);
+    if (!row.isNull(4))
+        upload.bytes = static_cast<std::uint64_t>(row.integer(4));
+    for (std::size_t i = 0; i < kTexts.size(); ++i)
+        upload.*kTexts[i] = row.text(5 + static_cast<int>(i));
     return upload;
+}
+
+void bind(Statement &row, std::int64_t seq, const IndexedUpload &upload)
+{
+    row.bind(seq).bind(upload.id.text).bind(roomsText(upload.rooms));
+    upload.fileName ? row.bind(shownOf(*upload.fileName)) : row.bindNull();
+    upload.bytes ? row.bind(static_cast<std::int64_t>(*upload.bytes)) : row.bindNull();
+    for (const auto text : kTexts)
+        row.bind(shownOf(upload.*text));
 }
 
 void appendTerm(std::string &expression, const std::string &column, const std::string &word)
@@ -136,8 +148,7 @@ std::vector<UploadTable::Key> UploadTable::keys()
 
 std::vector<IndexedUpload> UploadTable::uploads(const std::vector<std::int64_t> &seqs)
 {
-    auto row = database_.prepare("SELECT id, time, nickname, login_name, user_id, rooms, namespace, file_name, "
-                                 "content_name, bytes, sha256, message, unsplit FROM uploads WHERE seq = ?");
+    auto row = database_.prepare("SELECT * FROM uploads WHERE seq = ?");
     std::vector<IndexedUpload> uploads;
     for (const auto seq : seqs) {
         if (!row.bind(seq).step())
@@ -150,19 +161,16 @@ std::vector<IndexedUpload> UploadTable::uploads(const std::vector<std::int64_t> 
 
 void UploadTable::change(const std::vector<Row> &added, const std::vector<std::int64_t> &removed)
 {
+    if (added.empty() && removed.empty())
+        return;
     database_.execute("BEGIN");
     try {
         auto uploads = database_.prepare("INSERT INTO uploads VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
         auto words = database_.prepare("INSERT INTO words(rowid, user, room, rest) VALUES(?,?,?,?)");
         auto grams = database_.prepare("INSERT INTO grams(rowid, user, room, rest) VALUES(?,?,?,?)");
         for (const auto &[seq, upload, texts] : added) {
-            uploads.bind(seq).bind(upload.id.text).bind(shownOf(upload.time)).bind(shownOf(upload.nickname));
-            uploads.bind(shownOf(upload.loginName)).bind(shownOf(upload.userId)).bind(roomsText(upload.rooms));
-            uploads.bind(shownOf(upload.nameSpace));
-            upload.fileName ? uploads.bind(shownOf(*upload.fileName)) : uploads.bindNull();
-            uploads.bind(upload.contentName);
-            upload.bytes ? uploads.bind(static_cast<std::int64_t>(*upload.bytes)) : uploads.bindNull();
-            uploads.bind(upload.sha256).bind(shownOf(upload.message)).bind(shownOf(upload.unsplit)).step();
+            bind(uploads, seq, upload);
+            uploads.step();
             words.bind(seq).bind(texts.user).bind(texts.room).bind(texts.rest).step();
             grams.bind(seq).bind(gramsOf(texts.user)).bind(gramsOf(texts.room)).bind(gramsOf(texts.rest)).step();
         }
@@ -196,23 +204,22 @@ void UploadTable::remove(std::int64_t seq)
 
 std::vector<std::int64_t> UploadTable::find(const SearchWords &words, std::int64_t above)
 {
-    const auto rowsOf = [&](const std::string &sql, const std::string &expression) {
+    const auto rowsOf = [&](const std::string &table, const std::string &expression) {
         std::vector<std::int64_t> found;
-        auto rows = database_.prepare(sql);
+        auto rows = database_.prepare("SELECT rowid FROM " + table + " WHERE " + table +
+                                      " MATCH ? AND rowid > ? ORDER BY rowid");
         rows.bind(expression).bind(above);
         while (rows.step())
             found.push_back(rows.integer(0));
         return found;
     };
     const auto [longOnes, shortOnes] = expressionsFor(words);
-    auto found = longOnes.empty()
-                     ? std::vector<std::int64_t>()
-                     : rowsOf("SELECT rowid FROM words WHERE words MATCH ? AND rowid > ? ORDER BY rowid", longOnes);
+    if (longOnes.empty())
+        return rowsOf("grams", shortOnes);
+    auto found = rowsOf("words", longOnes);
     if (shortOnes.empty())
         return found;
-    auto others = rowsOf("SELECT rowid FROM grams WHERE grams MATCH ? AND rowid > ? ORDER BY rowid", shortOnes);
-    if (longOnes.empty())
-        return others;
+    const auto others = rowsOf("grams", shortOnes);
     std::vector<std::int64_t> both;
     std::set_intersection(found.begin(), found.end(), others.begin(), others.end(), std::back_inserter(both));
     return both;

@@ -1,7 +1,8 @@
-#include "store/folderstore.h"
+#include "store/uploadstore.h"
 
 #include <QtTest/QtTest>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <dlfcn.h>
@@ -21,6 +22,7 @@ struct Flush
 std::vector<Flush> flushes;
 std::string storedName;
 int failing = -1;
+bool removesNothing = false;
 
 QByteArray nameOf(const Flush &flush, const QString &folder)
 {
@@ -34,7 +36,7 @@ QByteArray nameOf(const Flush &flush, const QString &folder)
     return ::stat(QFile::encodeName(folder).constData(), &status) == 0 && status.st_ino == flush.file ? "." : "?";
 }
 
-void store(FolderStore &store)
+void store(UploadStore &store)
 {
     flushes.clear();
     const auto upload = store.begin();
@@ -64,6 +66,17 @@ extern "C" int fsync(int descriptor)
     return next(descriptor);
 }
 
+/// Likewise.
+extern "C" int unlinkat(int folder, const char *name, int flags)
+{
+    if (removesNothing) {
+        errno = EIO;
+        return -1;
+    }
+    static const auto next = reinterpret_cast<int (*)(int, const char *, int)>(::dlsym(RTLD_NEXT, "unlinkat"));
+    return next(folder, name, flags);
+}
+
 class TestFlushing : public QObject
 {
     Q_OBJECT
@@ -73,6 +86,8 @@ private slots:
     void flushesBeforeItAnswers();
     void storesNothingThatCannotBeFlushed_data();
     void storesNothingThatCannotBeFlushed();
+    void leavesNoUploadThatCannotBeFlushed();
+    void flushesWhatHoldsANewFolder();
 };
 
 void TestFlushing::initTestCase()
@@ -85,7 +100,7 @@ void TestFlushing::initTestCase()
 void TestFlushing::flushesBeforeItAnswers()
 {
     QTemporaryDir folder;
-    FolderStore opened(folder.path().toStdString());
+    UploadStore opened(folder.path().toStdString());
     storedName = folder.filePath(QStringLiteral("000001-logfile")).toStdString();
     store(opened);
     const auto seen = flushes;
@@ -108,15 +123,56 @@ void TestFlushing::storesNothingThatCannotBeFlushed()
 {
     QFETCH(int, which);
     QTemporaryDir folder;
-    FolderStore opened(folder.path().toStdString());
-    QCOMPARE(int(opened.index().storedCount()), 0); // which may flush
+    UploadStore opened(folder.path().toStdString());
+    QCOMPARE(int(opened.index().find(UploadQuery()).storedCount), 0); // which may flush
     failing = which;
     QVERIFY_EXCEPTION_THROWN(store(opened), StoreError);
     QCOMPARE(failing, -1);
     QCOMPARE(QDir(folder.path()).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
-    QCOMPARE(int(opened.index().storedCount()), 0);
+    QCOMPARE(int(opened.index().find(UploadQuery()).storedCount), 0);
     store(opened);
-    QCOMPARE(int(opened.index().storedCount()), 1);
+    QCOMPARE(int(opened.index().find(UploadQuery()).storedCount), 1);
+}
+
+/// Nor what is left of it when it cannot be removed either.
+void TestFlushing::leavesNoUploadThatCannotBeFlushed()
+{
+    QTemporaryDir folder;
+    {
+        UploadStore opened(folder.path().toStdString());
+        QCOMPARE(int(opened.index().find(UploadQuery()).storedCount), 0);
+        failing = 4;
+        removesNothing = true;
+        QVERIFY_EXCEPTION_THROWN(store(opened), StoreError);
+        removesNothing = false;
+        const auto folders = QDir(folder.path()).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot);
+        QCOMPARE(folders, QStringList(QStringLiteral(".incoming-1")));
+    }
+    const UploadStore opened(folder.path().toStdString());
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
+}
+
+/// Or all of it could be gone after a loss of power, with uploads that were answered.
+void TestFlushing::flushesWhatHoldsANewFolder()
+{
+    QTemporaryDir folder;
+    const auto flushed = [&folder](const char *name) {
+        struct stat status = {};
+        ::stat(QFile::encodeName(folder.filePath(QLatin1String(name))).constData(), &status);
+        return std::any_of(flushes.begin(), flushes.end(),
+                           [&status](const Flush &flush) { return flush.file == status.st_ino; });
+    };
+    const auto open = [&folder](const char *name) {
+        flushes.clear();
+        const UploadStore opened(folder.filePath(QLatin1String(name)).toStdString());
+    };
+    open("a/b/c/");
+    QVERIFY(flushed("") && flushed("a") && flushed("a/b"));
+    open("a/b/c");
+    QVERIFY(!flushed("") && !flushed("a") && !flushed("a/b"));
+    QVERIFY(QFile::link(folder.filePath(QStringLiteral("a")), folder.filePath(QStringLiteral("link"))));
+    open("link/d");
+    QVERIFY(flushed("a"));
 }
 
 QTEST_GUILESS_MAIN(TestFlushing)

@@ -39,6 +39,9 @@ private slots:
     void findsPartsOfAnyText();
     void takesTextAsData_data();
     void takesTextAsData();
+    void findsRoomsBeyondThoseThatAreListed();
+    void listsShortWordsOfAnyBytes_data();
+    void listsShortWordsOfAnyBytes();
     void folds_data();
     void folds();
 
@@ -199,7 +202,8 @@ void TestUploadSearch::combinesFilters()
     query.user = "z";
     query.text = "media";
     QCOMPARE(found(query), QStringLiteral("3"));
-    QCOMPARE(int(index_->countsByDay(query, 9).at(0).count), 1);
+    query.days = 9;
+    QCOMPARE(int(index_->find(query).days.at(0).count), 1);
 }
 
 void TestUploadSearch::findsWhatCameSince()
@@ -299,6 +303,43 @@ void TestUploadSearch::takesTextAsData()
     QTEST(found(query), "numbers");
     query.user = query.room = query.text;
     found(query);
+}
+
+void TestUploadSearch::findsRoomsBeyondThoseThatAreListed()
+{
+    nlohmann::json rooms;
+    for (int i = 1; i <= 150; ++i)
+        rooms.push_back({{"room_sdk_id", std::to_string(5000 + i)}, {"room_name", "lounge" + std::to_string(i)}});
+    const nlohmann::json fields = {{"base", nlohmann::json::object()}, {"info", {{"info", rooms}}}};
+    index_->add(upload(20, "crash", fields), fields);
+    UploadQuery query;
+    for (const char *room : {"5150", "lounge150"}) {
+        query.room = room;
+        const auto matches = index_->find(query);
+        QCOMPARE(int(matches.uploads.size()), 1);
+        QCOMPARE(int(matches.uploads[0].rooms.size()), 100);
+        QCOMPARE(matches.uploads[0].rooms.back().name, std::string("lounge100"));
+    }
+}
+
+/// Those of a damaged table, too, which have to be taken out when their upload goes.
+void TestUploadSearch::listsShortWordsOfAnyBytes_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QByteArray>("words");
+    QTest::newRow("empty") << QByteArray() << QByteArray();
+    QTest::newRow("words") << QByteArray("ab c") << QByteArray("61 6162 62 63 ");
+    QTest::newRow("not UTF-8") << QByteArray("\xff\xfe") << QByteArray("fe ff ");
+    QTest::newRow("within a word") << QByteArray("a\xff"
+                                                 "b")
+                                   << QByteArray("61 62 ff ff62 ");
+    QTest::newRow("cut off") << QByteArray("a\xe8\x93") << QByteArray("61 93 e8 ");
+}
+
+void TestUploadSearch::listsShortWordsOfAnyBytes()
+{
+    QFETCH(QByteArray, text);
+    QTEST(QByteArray::fromStdString(gramsOf(text.toStdString())), "words");
 }
 
 void TestUploadSearch::folds_data()

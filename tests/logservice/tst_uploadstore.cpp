@@ -1,12 +1,21 @@
-#include "store/folderstore.h"
+#include "store/uploadstore.h"
 #include "support/files/fileio.h"
 
 #include <QtTest/QtTest>
 
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include <dlfcn.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
+
+int lockError = 0; ///< of the next calls of flock(); 0: none
 
 QStringList entries(const QString &folder)
 {
@@ -21,9 +30,29 @@ UploadRecord record()
     return record;
 }
 
+QString refusalOf(const QString &folder)
+{
+    try {
+        const UploadStore store(folder.toStdString());
+    } catch (const StoreError &error) {
+        return QString::fromUtf8(error.what());
+    }
+    return {};
+}
+
 } // namespace
 
-class TestFolderStore : public QObject
+/// In place of the system's.
+extern "C" int flock(int descriptor, int operation)
+{
+    static const auto next = reinterpret_cast<int (*)(int, int)>(::dlsym(RTLD_NEXT, "flock"));
+    if (lockError == 0)
+        return next(descriptor, operation);
+    errno = lockError;
+    return -1;
+}
+
+class TestUploadStore : public QObject
 {
     Q_OBJECT
 
@@ -36,23 +65,23 @@ private slots:
     void countsOnBehindTheHighestNumber();
     void storesNothingWhenTheNumbersAreUsedUp();
     void isUsedByOneAtATime();
+    void saysWhyItCannotLockTheFolder();
     void refusesAFileAsFolder();
     void refusesAFolderThatOthersMayWriteTo_data();
     void refusesAFolderThatOthersMayWriteTo();
     void refusesAFolderOfAnotherUser();
-    void neverUsesATemporaryThatIsThere();
+    void passesOverATemporaryThatIsThere();
+    void givesUpWhenAllTemporariesAreThere();
     void neverUsesAFileThatIsThere();
     void storesDeepDocumentsCompactly();
     void indexesWhatItStores();
-    void keepsTheNewest();
-    void leavesFoldersOfOthersAlone();
-    void removesNothingBehindALink();
+    void findsLaterWhatTheIndexHadNoSpaceFor();
 };
 
-void TestFolderStore::showsAnUploadOnlyWhenItIsComplete()
+void TestUploadStore::showsAnUploadOnlyWhenItIsComplete()
 {
     QTemporaryDir folder;
-    FolderStore store(folder.path().toStdString());
+    UploadStore store(folder.path().toStdString());
     const auto upload = store.begin();
     upload->beginFile("file.bin");
     upload->write("bytes");
@@ -64,10 +93,10 @@ void TestFolderStore::showsAnUploadOnlyWhenItIsComplete()
              QStringList({QStringLiteral("file.bin"), QStringLiteral("upload.json")}));
 }
 
-void TestFolderStore::removesAnAbandonedUpload()
+void TestUploadStore::removesAnAbandonedUpload()
 {
     QTemporaryDir folder;
-    FolderStore store(folder.path().toStdString());
+    UploadStore store(folder.path().toStdString());
     auto upload = store.begin();
     upload->beginFile("file.bin");
     upload->write("bytes");
@@ -75,10 +104,10 @@ void TestFolderStore::removesAnAbandonedUpload()
     QCOMPARE(entries(folder.path()), QStringList());
 }
 
-void TestFolderStore::removesWhatIsUnderWayWhenItCloses()
+void TestUploadStore::removesWhatIsUnderWayWhenItCloses()
 {
     QTemporaryDir folder;
-    FolderStore store(folder.path().toStdString());
+    UploadStore store(folder.path().toStdString());
     const auto upload = store.begin();
     upload->beginFile("file.bin");
     upload->write("bytes");
@@ -90,17 +119,17 @@ void TestFolderStore::removesWhatIsUnderWayWhenItCloses()
     QCOMPARE(entries(folder.path()), QStringList());
 }
 
-void TestFolderStore::removesWhatAnEarlierProcessLeft()
+void TestUploadStore::removesWhatAnEarlierProcessLeft()
 {
     QTemporaryDir folder;
     QVERIFY(QDir(folder.path()).mkpath(QStringLiteral(".incoming-7/x")));
     QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("000001-logfile")));
     QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("mine")));
-    const FolderStore store(folder.path().toStdString());
+    const UploadStore store(folder.path().toStdString());
     QCOMPARE(entries(folder.path()), QStringList({QStringLiteral("000001-logfile"), QStringLiteral("mine")}));
 }
 
-void TestFolderStore::countsOnBehindTheHighestNumber_data()
+void TestUploadStore::countsOnBehindTheHighestNumber_data()
 {
     QTest::addColumn<QStringList>("existing");
     QTest::addColumn<QByteArray>("next");
@@ -116,46 +145,60 @@ void TestFolderStore::countsOnBehindTheHighestNumber_data()
                                  << QByteArray("000001-logfile");
 }
 
-void TestFolderStore::countsOnBehindTheHighestNumber()
+void TestUploadStore::countsOnBehindTheHighestNumber()
 {
     QFETCH(QStringList, existing);
     QTemporaryDir folder;
     for (const QString &name : existing)
         QVERIFY(QDir(folder.path()).mkdir(name));
-    FolderStore store(folder.path().toStdString());
+    UploadStore store(folder.path().toStdString());
     QTEST(QByteArray::fromStdString(store.begin()->finish(record())), "next");
 }
 
 /// Rather than a folder that the page would not show, nor the next process count.
-void TestFolderStore::storesNothingWhenTheNumbersAreUsedUp()
+void TestUploadStore::storesNothingWhenTheNumbersAreUsedUp()
 {
     const QString last = QStringLiteral("999999999999999999-crash");
     QTemporaryDir folder;
     QVERIFY(QDir(folder.path()).mkdir(last));
-    FolderStore store(folder.path().toStdString());
+    UploadStore store(folder.path().toStdString());
     for (int i = 0; i < 2; ++i)
         QVERIFY_EXCEPTION_THROWN(store.begin()->finish(record()), StoreError);
     QCOMPARE(entries(folder.path()), QStringList(last));
 }
 
-void TestFolderStore::isUsedByOneAtATime()
+void TestUploadStore::isUsedByOneAtATime()
 {
     QTemporaryDir folder;
     {
-        const FolderStore store(folder.path().toStdString());
-        QVERIFY_EXCEPTION_THROWN(FolderStore(folder.path().toStdString()), StoreError);
+        const UploadStore store(folder.path().toStdString());
+        QCOMPARE(refusalOf(folder.path()),
+                 QStringLiteral("another kxlogservice uses the folder '%1'").arg(folder.path()));
     }
-    const FolderStore next(folder.path().toStdString());
+    QCOMPARE(refusalOf(folder.path()), QString());
 }
 
-void TestFolderStore::refusesAFileAsFolder()
+void TestUploadStore::saysWhyItCannotLockTheFolder()
+{
+#ifdef Q_OS_MACOS
+    QSKIP("no function takes the place of the system's here");
+#endif
+    QTemporaryDir folder;
+    lockError = ENOLCK;
+    const QString reason = refusalOf(folder.path());
+    lockError = 0;
+    QVERIFY2(reason.contains(folder.path()) && reason.endsWith(QString::fromUtf8(std::strerror(ENOLCK))),
+             qPrintable(reason));
+}
+
+void TestUploadStore::refusesAFileAsFolder()
 {
     QTemporaryFile file;
     QVERIFY(file.open());
-    QVERIFY_EXCEPTION_THROWN(FolderStore(file.fileName().toStdString()), StoreError);
+    QVERIFY_EXCEPTION_THROWN(UploadStore(file.fileName().toStdString()), StoreError);
 }
 
-void TestFolderStore::refusesAFolderThatOthersMayWriteTo_data()
+void TestUploadStore::refusesAFolderThatOthersMayWriteTo_data()
 {
     QTest::addColumn<uint>("mode");
     QTest::addColumn<bool>("isTaken");
@@ -166,62 +209,64 @@ void TestFolderStore::refusesAFolderThatOthersMayWriteTo_data()
     QTest::newRow("all write, none removes") << 01777U << false;
 }
 
-void TestFolderStore::refusesAFolderThatOthersMayWriteTo()
+void TestUploadStore::refusesAFolderThatOthersMayWriteTo()
 {
     QFETCH(uint, mode);
     QFETCH(bool, isTaken);
     QTemporaryDir folder;
     QCOMPARE(::chmod(QFile::encodeName(folder.path()).constData(), static_cast<mode_t>(mode)), 0);
-    QString reason;
-    try {
-        const FolderStore store(folder.path().toStdString());
-    } catch (const StoreError &error) {
-        reason = QString::fromUtf8(error.what());
-    }
+    const QString reason = refusalOf(folder.path());
     QCOMPARE(reason.isEmpty(), isTaken);
     QVERIFY2(isTaken || reason.contains(QStringLiteral("other users may write to the folder '")), qPrintable(reason));
     if (!isTaken)
         QCOMPARE(QDir(folder.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
 }
 
-void TestFolderStore::refusesAFolderOfAnotherUser()
+void TestUploadStore::refusesAFolderOfAnotherUser()
 {
     QTemporaryDir folder;
     if (::geteuid() != 0)
         QSKIP("only root can give a folder to somebody else");
     if (::chown(QFile::encodeName(folder.path()).constData(), 1, 1) != 0)
         QSKIP("this root may not give a folder to somebody else");
-    QVERIFY_EXCEPTION_THROWN(FolderStore(folder.path().toStdString()), StoreError);
+    QVERIFY_EXCEPTION_THROWN(UploadStore(folder.path().toStdString()), StoreError);
 }
 
 /// It may hold links, which would be followed.
-void TestFolderStore::neverUsesATemporaryThatIsThere()
+void TestUploadStore::passesOverATemporaryThatIsThere()
 {
     QTemporaryDir folder;
-    FolderStore store(folder.path().toStdString());
+    UploadStore store(folder.path().toStdString());
     const QString precious = folder.filePath(QStringLiteral("precious"));
     QVERIFY(writeFile(precious, "precious"));
-    QVERIFY(QDir(folder.path()).mkdir(QStringLiteral(".incoming-1")));
-    QVERIFY(QFile::link(precious, folder.filePath(QStringLiteral(".incoming-1/file.bin"))));
-    bool isRefused = false;
-    try {
-        const auto upload = store.begin();
-        upload->beginFile("file.bin");
-        upload->write("bytes");
-        upload->endFile();
-        upload->finish(record());
-    } catch (const StoreError &) {
-        isRefused = true;
-    }
+    const QString planted = folder.filePath(QStringLiteral(".incoming-1"));
+    QVERIFY(QDir(folder.path()).mkdir(planted));
+    QVERIFY(QFile::link(precious, planted + QStringLiteral("/file.bin")));
+    QVERIFY(QFile::link(planted, folder.filePath(QStringLiteral(".incoming-2"))));
+    const auto upload = store.begin();
+    upload->beginFile("file.bin");
+    upload->write("bytes");
+    upload->endFile();
+    QCOMPARE(upload->finish(record()), std::string("000001-logfile"));
     QCOMPARE(readFile(precious), QByteArray("precious"));
-    QVERIFY(isRefused);
-    QCOMPARE(store.begin()->finish(record()), std::string("000001-logfile"));
+    QCOMPARE(entries(planted), QStringList(QStringLiteral("file.bin")));
+    QCOMPARE(readFile(folder.filePath(QStringLiteral("000001-logfile/file.bin"))), QByteArray("bytes"));
 }
 
-void TestFolderStore::neverUsesAFileThatIsThere()
+/// Rather than trying for ever.
+void TestUploadStore::givesUpWhenAllTemporariesAreThere()
 {
     QTemporaryDir folder;
-    FolderStore store(folder.path().toStdString());
+    UploadStore store(folder.path().toStdString());
+    for (int i = 1; i <= 150; ++i)
+        QVERIFY(QDir(folder.path()).mkdir(QStringLiteral(".incoming-%1").arg(i)));
+    QVERIFY_EXCEPTION_THROWN(store.begin(), StoreError);
+}
+
+void TestUploadStore::neverUsesAFileThatIsThere()
+{
+    QTemporaryDir folder;
+    UploadStore store(folder.path().toStdString());
     const QString precious = folder.filePath(QStringLiteral("precious"));
     QVERIFY(writeFile(precious, "precious"));
     const auto upload = store.begin();
@@ -230,10 +275,10 @@ void TestFolderStore::neverUsesAFileThatIsThere()
     QCOMPARE(readFile(precious), QByteArray("precious"));
 }
 
-void TestFolderStore::storesDeepDocumentsCompactly()
+void TestUploadStore::storesDeepDocumentsCompactly()
 {
     QTemporaryDir folder;
-    FolderStore store(folder.path().toStdString());
+    UploadStore store(folder.path().toStdString());
     auto nested = record();
     std::string text;
     for (int i = 0; i < 1000; ++i)
@@ -244,10 +289,10 @@ void TestFolderStore::storesDeepDocumentsCompactly()
     QVERIFY2(size < qint64(text.size()) + 1000, QByteArray::number(size).constData());
 }
 
-void TestFolderStore::indexesWhatItStores()
+void TestUploadStore::indexesWhatItStores()
 {
     QTemporaryDir folder;
-    FolderStore store(folder.path().toStdString());
+    UploadStore store(folder.path().toStdString());
     const auto upload = store.begin();
     for (const char *name : {"room.txt", "file.bin"}) {
         upload->beginFile(name);
@@ -273,59 +318,34 @@ void TestFolderStore::indexesWhatItStores()
     QCOMPARE(found.unsplit, std::string("nickname-ann. "));
 }
 
-void TestFolderStore::keepsTheNewest()
+/// A bound on the size of files stands for a full disk: uploads are below it, what the index writes is above.
+void TestUploadStore::findsLaterWhatTheIndexHadNoSpaceFor()
 {
     QTemporaryDir folder;
-    const auto stored = [&folder](std::initializer_list<int> numbers) {
-        QStringList names;
-        for (const int number : numbers)
-            names << QStringLiteral("%1-logfile").arg(number, 6, 10, QLatin1Char('0'));
-        return entries(folder.path()) == names;
-    };
-    {
-        FolderStore all(folder.path().toStdString());
-        for (int i = 0; i < 4; ++i)
-            all.begin()->finish(record());
+    UploadStore store(folder.path().toStdString());
+    store.begin()->finish(record());
+    QCOMPARE(int(store.index().find(UploadQuery()).storedCount), 1);
+    rlimit files = {};
+    QCOMPARE(::getrlimit(RLIMIT_FSIZE, &files), 0);
+    const auto unbounded = files;
+    files.rlim_cur = 4096;
+    std::signal(SIGXFSZ, SIG_IGN);
+    QCOMPARE(::setrlimit(RLIMIT_FSIZE, &files), 0);
+    std::vector<std::string> ids;
+    std::vector<int> found;
+    for (int i = 0; i < 150; ++i) { // more than the index takes in at once
+        ids.push_back(store.begin()->finish(record()));
+        if (i % 50 == 0)
+            found.push_back(int(store.index().find(UploadQuery()).storedCount));
     }
-    FolderStore store(folder.path().toStdString(), 2);
-    QVERIFY(stored({1, 2, 3, 4}));
-    store.begin()->finish(record());
-    QVERIFY(stored({4, 5}));
-    QCOMPARE(int(store.index().storedCount()), 2);
-    store.begin()->finish(record());
-    QVERIFY(stored({5, 6}));
-    QCOMPARE(int(store.index().find(UploadQuery()).total), 2);
-    QVERIFY(!store.index().find(*parseUploadId("000004-logfile")));
+    QCOMPARE(::setrlimit(RLIMIT_FSIZE, &unbounded), 0);
+    QCOMPARE(ids.back(), std::string("000151-logfile"));
+    QCOMPARE(found, std::vector<int>({1, 1, 1}));
+    QCOMPARE(int(store.index().find(UploadQuery()).storedCount), 151);
+    UploadQuery query;
+    query.text = "000151";
+    QCOMPARE(int(store.index().find(query).total), 1);
 }
 
-void TestFolderStore::leavesFoldersOfOthersAlone()
-{
-    QTemporaryDir folder;
-    const QStringList others{QStringLiteral(".incoming-mail"), QStringLiteral("000001-holiday")};
-    for (const QString &name : others)
-        QVERIFY(QDir(folder.path()).mkdir(name));
-    FolderStore store(folder.path().toStdString(), 1);
-    for (int i = 0; i < 3; ++i)
-        store.begin()->finish(record());
-    QCOMPARE(entries(folder.path()), others + QStringList{QStringLiteral("000004-logfile")});
-}
-
-void TestFolderStore::removesNothingBehindALink()
-{
-    QTemporaryDir other;
-    QVERIFY(writeFile(other.filePath(QStringLiteral("precious")), "precious"));
-    QTemporaryDir folder;
-    QVERIFY(QFile::link(other.path(), folder.filePath(QStringLiteral("000001-logfile"))));
-    QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("000002-logfile")));
-    QVERIFY(QFile::link(other.path(), folder.filePath(QStringLiteral("000002-logfile/link"))));
-    QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("000003-logfile")));
-    for (const char *record : {"000002-logfile/upload.json", "000003-logfile/upload.json"})
-        QVERIFY(writeFile(folder.filePath(QLatin1String(record)), "{}"));
-    FolderStore store(folder.path().toStdString(), 1);
-    store.begin()->finish(record());
-    QCOMPARE(entries(folder.path()), (QStringList{QStringLiteral("000001-logfile"), QStringLiteral("000004-logfile")}));
-    QCOMPARE(readFile(other.filePath(QStringLiteral("precious"))), QByteArray("precious"));
-}
-
-QTEST_GUILESS_MAIN(TestFolderStore)
-#include "tst_folderstore.moc"
+QTEST_GUILESS_MAIN(TestUploadStore)
+#include "tst_uploadstore.moc"
