@@ -53,6 +53,16 @@ LogQuery before(std::uint64_t offset)
     return query;
 }
 
+/// -1 where the system does not say.
+qint64 bytesReadByThisProcess()
+{
+    QFile counters(QStringLiteral("/proc/self/io"));
+    if (!counters.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray first = counters.readLine();
+    return first.startsWith("rchar: ") ? first.mid(7).trimmed().toLongLong() : -1;
+}
+
 LogQuery words(const std::vector<std::string> &list)
 {
     LogQuery query;
@@ -89,6 +99,7 @@ private slots:
     void filtersByWords();
     void filtersBackward();
     void looksAtSoManyBytesAtOnce();
+    void readsABackwardPageOnce();
     void showsSoManyBytesAtOnce();
     void showsLongRowsInPieces();
     void losesNoByteOfAnyFile();
@@ -295,6 +306,27 @@ void TestLogReader::looksAtSoManyBytesAtOnce()
     page = read(log, query, limits);
     QVERIFY(page.rows.empty());
     QVERIFY(page.end - page.begin >= limits.maxReadBytes && page.end - page.begin < 2 * limits.maxReadBytes);
+}
+
+/// As the system has counted it.
+void TestLogReader::readsABackwardPageOnce()
+{
+    if (bytesReadByThisProcess() < 0)
+        QSKIP("the system does not count what a process reads");
+    const StoredScene scene;
+    const QByteArray log = numberedRecords(100000);
+    QVERIFY(scene.write(QStringLiteral("000001-logfile/file.bin"), log));
+    const auto file = StoredFile::open(scene.folder(), *parseUploadId("000001-logfile"), "file.bin");
+    QVERIFY(file);
+    for (LogQuery query : {from(0), before(file->size())}) {
+        query.words = {"no such text"};
+        const qint64 begin = bytesReadByThisProcess();
+        const LogPage page = readLog(*file, query);
+        const qint64 count = bytesReadByThisProcess() - begin;
+        QCOMPARE(page.end - page.begin, file->size());
+        QVERIFY2(count >= log.size() && count < log.size() * 5 / 4,
+                 qPrintable(QStringLiteral("%1 of %2").arg(count).arg(log.size())));
+    }
 }
 
 void TestLogReader::showsSoManyBytesAtOnce()
