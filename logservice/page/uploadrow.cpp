@@ -1,11 +1,9 @@
 #include "page/uploadrow.h"
 
-#include "page/htmltext.h"
+#include "page/html.h"
 #include "text/timestamp.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 
 namespace {
 
@@ -110,17 +108,11 @@ std::string fileTitle(const IndexedUpload &upload)
 
 std::string sizeText(std::uint64_t bytes)
 {
-    constexpr std::array<const char *, 6> kUnits = {"kB", "MB", "GB", "TB", "PB", "EB"};
-    constexpr std::uint64_t kStep = 1000;
-    if (bytes < kStep)
+    if (bytes < 1000)
         return std::to_string(bytes) + " B";
-    std::size_t unit = 0;
-    auto whole = bytes / kStep;
-    auto rest = bytes % kStep;
-    for (; whole >= kStep; ++unit) {
-        rest = whole % kStep;
-        whole /= kStep;
-    }
-    const auto tenths = whole < 10 ? "." + std::to_string(rest / 100) : "";
-    return std::to_string(whole) + tenths + " " + kUnits[unit];
+    const char *unit = "kMGTPE";
+    for (; bytes >= 1000000; bytes /= 1000)
+        ++unit;
+    const auto tenths = bytes < 10000 ? "." + std::to_string(bytes % 1000 / 100) : "";
+    return std::to_string(bytes / 1000) + tenths + " " + *unit + "B";
 }

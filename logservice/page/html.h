@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Returns \a text as text of an HTML page, also within a quoted attribute: no byte of it is taken for markup.
+///
+/// What is not UTF-8 and control characters other than line ends and tabs become U+FFFD; a line end of two characters
+/// (CR LF) becomes one of one. What is longer than \a maxBytes bytes is cut between two characters and ends in an
+/// ellipsis.
+std::string htmlText(std::string_view text, std::size_t maxBytes = std::string_view::npos);
+
+// What follows returns HTML too; what is called html there, and of several pieces, is HTML already, all else is text.
+
+std::string htmlLink(const std::string &address, const std::string &html);
+
+/// A block of links; empty without any.
+std::string htmlNavigation(const std::string &links);
+
+/// A form that loads \a path with what is said in its \a inputs.
+std::string htmlForm(const std::string &path, const std::string &inputs);
+std::string htmlInput(const std::string &label, const std::string &type, const std::string &name,
+                      const std::string &value);
+std::string htmlSelect(const std::string &label, const std::string &name, const std::string &options);
+std::string htmlOption(const std::string &value, const std::string &label, bool isSelected);
+
+std::string htmlTable(const std::string &className, const std::vector<std::string> &columns, const std::string &rows);
+
+std::string htmlPage(const std::string &title, const std::string &content);
