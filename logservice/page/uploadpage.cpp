@@ -79,6 +79,13 @@ std::string pageLink(const UploadPage &page, const char *text, const char *neigh
     return htmlLink(address("/", parameters), text) + "\n";
 }
 
+/// What the page of newer uploads comes behind: the first one here, or nothing where all are too new to be here.
+std::optional<UploadId> neighbourOfNewer(const UploadMatches &matches)
+{
+    const bool isBehindTheOldest = matches.uploads.empty() && matches.newerCount > 0;
+    return isBehindTheOldest ? makeUploadId(0, "none") : matches.newer; // numbers begin with 1
+}
+
 } // namespace
 
 std::string uploadPageHtml(const UploadPage &page)
@@ -87,6 +94,7 @@ std::string uploadPageHtml(const UploadPage &page)
     if (page.storedCount > 0)
         html += filterForm(page) + uploadChart(page.days, page.parameters) + status(page);
     html += page.matches.uploads.empty() ? emptyText(page) : table(page.matches.uploads);
-    return htmlPage("Uploads", html + htmlNavigation(pageLink(page, "Newer uploads", "after", page.matches.newer) +
-                                                     pageLink(page, "Older uploads", "before", page.matches.older)));
+    return htmlPage("Uploads",
+                    html + htmlNavigation(pageLink(page, "Newer uploads", "after", neighbourOfNewer(page.matches)) +
+                                          pageLink(page, "Older uploads", "before", page.matches.older)));
 }
