@@ -75,7 +75,7 @@ figcaption { display: flex; flex-wrap: wrap; justify-content: space-between; col
   td[data-label=File] { min-width: 0; }
   td[data-label=Size] { text-align: left; }
   th[scope=row]::before { content: "No. "; }
-  .log th, .log td { display: inline-block; padding: 0 .5rem 0 0; }
+  .log th, .log td { display: inline-block; padding: 0 .5rem 0 0; vertical-align: baseline; }
   .log th[scope=row]::before { content: "Byte "; }
   .log td:empty { display: none; }
   .log .text, td[data-label=Place] { display: block; min-width: 0; }
