@@ -108,7 +108,10 @@ public:
                 rest = text = bytesOf(file_, page_.end, kBufferBytes);
                 isLast = rest.size() < kBufferBytes;
             }
-            page_.end += takeRow(rest, page_.end, file_.size());
+            const auto row = rest.substr(0, rowBytes(rest));
+            keepIfWanted(row, page_.end);
+            page_.end += row.size();
+            rest.remove_prefix(row.size());
         } while (!rest.empty() && !isFull());
         return std::move(page_);
     }
@@ -117,22 +120,19 @@ public:
     {
         page_.begin = page_.end = std::min(before, file_.size());
         while (page_.begin > 0 && !isFull()) {
-            const auto end = page_.begin;
-            page_.begin -= std::min<std::uint64_t>(end, kWindowBytes);
-            const auto text = bytesOf(file_, page_.begin, end - page_.begin + kLookAhead);
-            std::string_view rest = text;
-            if (page_.begin > 0) {
-                const auto first = nextBeginning(rest, end - page_.begin);
-                rest.remove_prefix(first);
-                page_.begin += first;
-            }
-            const auto later = page_.rows.size();
-            for (auto at = page_.begin; at < end && !rest.empty();)
-                at += takeRow(rest, at, end);
-            const auto middle = page_.rows.begin() + static_cast<std::ptrdiff_t>(later);
-            std::rotate(page_.rows.begin(), middle, page_.rows.end());
+            const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(page_.begin, kWindowBytes));
+            const auto window = bytesOf(file_, page_.begin - count, count + kLookAhead);
+            if (window.size() < count)
+                break; // somebody has shortened the file
+            const std::string_view text = window;
+            std::vector<std::string_view> rows;
+            for (auto at = page_.begin > count ? firstBeginning(text, count) : 0; at < count; at += rows.back().size())
+                rows.push_back(text.substr(at, std::min(rowBytes(text.substr(at)), count - at)));
+            // Up to a row for which there is no room: what is not wanted needs no other look.
+            for (auto row = rows.rbegin(); row != rows.rend() && keepIfWanted(*row, page_.begin - row->size()); ++row)
+                page_.begin -= row->size();
         }
-        dropFirstRows();
+        std::reverse(page_.rows.begin(), page_.rows.end());
         return std::move(page_);
     }
 
@@ -162,7 +162,7 @@ private:
     }
 
     /// Returns where in \a text the first row begins behind a line end; 0 when none does in front of \a end.
-    std::size_t nextBeginning(std::string_view text, std::size_t end) const
+    std::size_t firstBeginning(std::string_view text, std::size_t end) const
     {
         for (auto i = text.find('\n'); i < end - 1; i = text.find('\n', i + 1)) {
             if (beginsRow(text.substr(i + 1)))
@@ -182,35 +182,19 @@ private:
         return shortened(text, kMaxRowBytes).size();
     }
 
-    /// Takes the row that begins at \a offset off \a rest, but nothing from \a end on; keeps it if it is wanted.
-    /// Returns how many bytes that are.
-    std::size_t takeRow(std::string_view &rest, std::uint64_t offset, std::uint64_t end)
+    /// Keeps the row that \a bytes are if it is wanted. Returns false when it is and there is no room.
+    bool keepIfWanted(std::string_view bytes, std::uint64_t offset)
     {
-        const auto bytes = rest.substr(0, std::min<std::uint64_t>(rowBytes(rest), end - offset));
-        rest.remove_prefix(bytes.size());
         if (bytes.empty() || !holds(bytes, query_.words))
-            return bytes.size();
+            return true;
         auto row = parseRow(bytes, offset);
-        if (row.level >= query_.level) {
-            shownBytes_ += bytes.size();
-            page_.rows.push_back(std::move(row));
-        }
-        return bytes.size();
-    }
-
-    /// Takes rows off the beginning of the page that are more than the limits allow.
-    void dropFirstRows()
-    {
-        auto &rows = page_.rows;
-        std::uint64_t shown = 0;
-        auto first = rows.end();
-        while (first != rows.begin() && static_cast<std::size_t>(rows.end() - first) < limits_.maxRows &&
-               shown < limits_.maxShownBytes)
-            shown += (--first)->text.size();
-        if (first == rows.begin())
-            return;
-        page_.begin = first->offset;
-        rows.erase(rows.begin(), first);
+        if (row.level < query_.level)
+            return true;
+        if (isFull())
+            return false;
+        shownBytes_ += bytes.size();
+        page_.rows.push_back(std::move(row));
+        return true;
     }
 
     const StoredFile &file_;

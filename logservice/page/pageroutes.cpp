@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 
 namespace {
 
@@ -117,13 +118,10 @@ std::string downloadName(const IndexedUpload &upload)
 {
     constexpr std::size_t kMaxSentBytes = 100;
     const auto sent = upload.fileName.value_or(upload.contentName);
-    std::string name;
-    for (const char c : sent.substr(sent.size() - std::min(sent.size(), kMaxSentBytes))) {
-        const bool isPlain =
-            (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.' || c == '-';
-        if (isPlain || name.empty() || name.back() != '_')
-            name += isPlain ? c : '_';
-    }
+    auto name = sent.substr(sent.size() - std::min(sent.size(), kMaxSentBytes));
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0 && c != '.' && c != '-'; }, '_');
+    name.erase(std::unique(name.begin(), name.end(), [](char a, char b) { return a == '_' && b == '_'; }), name.end());
     return upload.id.text + "-" + name;
 }
 
