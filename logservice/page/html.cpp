@@ -52,19 +52,19 @@ std::string htmlText(std::string_view text, std::size_t maxBytes)
     return text.size() > maxBytes ? html + kEllipsis : html;
 }
 
-std::string htmlLink(const std::string &address, const std::string &html)
+std::string htmlLink(const std::string &address, const std::string &contentHtml)
 {
-    return "<a href=\"" + htmlText(address) + "\">" + html + "</a>";
+    return "<a href=\"" + htmlText(address) + "\">" + contentHtml + "</a>";
 }
 
-std::string htmlNavigation(const std::string &links)
+std::string htmlNavigation(const std::string &linksHtml)
 {
-    return links.empty() ? links : "<nav>" + links + "</nav>\n";
+    return linksHtml.empty() ? linksHtml : "<nav>" + linksHtml + "</nav>\n";
 }
 
-std::string htmlForm(const std::string &path, const std::string &inputs)
+std::string htmlForm(const std::string &path, const std::string &inputsHtml)
 {
-    return R"(<form method="get" action=")" + htmlText(path) + "\" role=\"search\">\n" + inputs +
+    return R"(<form method="get" action=")" + htmlText(path) + "\" role=\"search\">\n" + inputsHtml +
            "<button>Show</button>\n</form>\n";
 }
 
@@ -75,9 +75,9 @@ std::string htmlInput(const std::string &label, const std::string &type, const s
            "\"></label>\n";
 }
 
-std::string htmlSelect(const std::string &label, const std::string &name, const std::string &options)
+std::string htmlSelect(const std::string &label, const std::string &name, const std::string &optionsHtml)
 {
-    return "<label>" + label + " <select name=\"" + name + "\">\n" + options + "</select></label>\n";
+    return "<label>" + label + " <select name=\"" + name + "\">\n" + optionsHtml + "</select></label>\n";
 }
 
 std::string htmlOption(const std::string &value, const std::string &label, bool isSelected)
@@ -86,25 +86,26 @@ std::string htmlOption(const std::string &value, const std::string &label, bool 
            "</option>\n";
 }
 
-std::string htmlTable(const std::string &className, const std::vector<std::string> &columns, const std::string &rows)
+std::string htmlTable(const std::string &className, const std::vector<std::string> &columns,
+                      const std::string &rowsHtml)
 {
     std::string head;
     for (const auto &column : columns)
         head += "<th scope=\"col\">" + column + "</th>";
-    return "<table class=\"" + className + "\">\n<thead><tr>" + head + "</tr></thead>\n<tbody>\n" + rows +
+    return "<table class=\"" + className + "\">\n<thead><tr>" + head + "</tr></thead>\n<tbody>\n" + rowsHtml +
            "</tbody>\n</table>\n";
 }
 
-std::string htmlPage(const std::string &title, const std::string &content)
+std::string htmlPage(const std::string &titleHtml, const std::string &contentHtml)
 {
     return "<!DOCTYPE html>\n"
            "<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
            "<title>" +
-           htmlText(title) +
+           titleHtml +
            " - kxlogservice</title>\n"
            "<link rel=\"icon\" href=\"data:,\">\n" // keeps browsers from asking for one
            "<link rel=\"stylesheet\" href=\"/style.css\">\n"
            "</head>\n<body>\n<main>\n" +
-           content + "</main>\n</body>\n</html>\n";
+           contentHtml + "</main>\n</body>\n</html>\n";
 }

@@ -12,20 +12,22 @@
 /// ellipsis.
 std::string htmlText(std::string_view text, std::size_t maxBytes = std::string_view::npos);
 
-// What follows returns HTML too; what is called html there, and of several pieces, is HTML already, all else is text.
+// What follows returns HTML too. Parameters named ...Html are that already; addresses, paths, values and the labels of
+// options are any text; all others are written here, and need no care.
 
-std::string htmlLink(const std::string &address, const std::string &html);
+std::string htmlLink(const std::string &address, const std::string &contentHtml);
 
 /// A block of links; empty without any.
-std::string htmlNavigation(const std::string &links);
+std::string htmlNavigation(const std::string &linksHtml);
 
-/// A form that loads \a path with what is said in its \a inputs.
-std::string htmlForm(const std::string &path, const std::string &inputs);
+/// A form that loads \a path with what is said in its inputs.
+std::string htmlForm(const std::string &path, const std::string &inputsHtml);
 std::string htmlInput(const std::string &label, const std::string &type, const std::string &name,
                       const std::string &value);
-std::string htmlSelect(const std::string &label, const std::string &name, const std::string &options);
+std::string htmlSelect(const std::string &label, const std::string &name, const std::string &optionsHtml);
 std::string htmlOption(const std::string &value, const std::string &label, bool isSelected);
 
-std::string htmlTable(const std::string &className, const std::vector<std::string> &columns, const std::string &rows);
+std::string htmlTable(const std::string &className, const std::vector<std::string> &columns,
+                      const std::string &rowsHtml);
 
-std::string htmlPage(const std::string &title, const std::string &content);
+std::string htmlPage(const std::string &titleHtml, const std::string &contentHtml);

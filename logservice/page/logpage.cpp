@@ -118,9 +118,9 @@ std::string about(const LogView &view)
 
 std::string logPageHtml(const LogView &view)
 {
-    const auto title = fileTitle(view.upload);
-    auto html = "<h1><bdi>" + htmlText(title) + "</bdi></h1>\n" + about(view) + filterForm(view) + status(view) +
-                navigation(view);
+    const auto title = titleHtml(view.upload);
+    auto html =
+        "<h1><bdi>" + title + "</bdi></h1>\n" + about(view) + filterForm(view) + status(view) + navigation(view);
     if (!view.page.rows.empty())
         html += table(view) + navigation(view);
     return htmlPage(title, html);

@@ -29,14 +29,12 @@ std::string link(const std::string &target, const std::string &id, const char *t
            text + "</a>";
 }
 
-/// What a report tells stands for its file, whose name all of them have.
 std::string fileHtml(const IndexedUpload &upload)
 {
     std::string html;
-    if (upload.bytes) {
-        const auto &shown = upload.message.empty() ? fileTitle(upload) : upload.message;
-        html = R"(<a class="file" href="/uploads/)" + htmlText(upload.id.text) + "/log\">" + value(shown) + "</a> ";
-    }
+    if (upload.bytes)
+        html = R"(<a class="file" href="/uploads/)" + htmlText(upload.id.text) + "/log\"><bdi>" + titleHtml(upload) +
+               "</bdi></a> ";
     return html + fileLinks(upload);
 }
 
@@ -101,9 +99,13 @@ std::string fileLinks(const IndexedUpload &upload)
     return html + link(folder + "/fields", upload.id.text, "fields");
 }
 
-std::string fileTitle(const IndexedUpload &upload)
+std::string titleHtml(const IndexedUpload &upload)
 {
-    return upload.fileName && !upload.fileName->empty() ? *upload.fileName : upload.contentName;
+    const auto name = upload.fileName.value_or("");
+    return htmlText(!upload.message.empty() ? upload.message
+                    : name.empty()          ? upload.contentName
+                                            : name,
+                    kMaxValueBytes);
 }
 
 std::string sizeText(std::uint64_t bytes)

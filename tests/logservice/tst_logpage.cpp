@@ -37,6 +37,7 @@ class TestLogPage : public QObject
 private slots:
     void showsARecord();
     void showsLinesWithoutLevels();
+    void isCalledWhatAReportTells();
     void linksToARowWhereItStands();
     void linksToARowThatWasFoundAmongItsNeighbours();
     void linksToARowThatWasFoundBackwards();
@@ -73,6 +74,19 @@ void TestLogPage::showsLinesWithoutLevels()
     QVERIFY(text.contains(QStringLiteral("<tr id=\"b350\"><th scope=\"row\">")));
     QVERIFY(text.contains(QStringLiteral("</th><td class=\"text\"><bdi>plain</bdi></td></tr>")));
     QVERIFY(!text.contains(QStringLiteral("name=\"level\"")));
+}
+
+/// The files of all reports have the same name.
+void TestLogPage::isCalledWhatAReportTells()
+{
+    LogView view = viewOfOneRecord();
+    view.upload.fileName.reset();
+    view.upload.contentName = "error.json";
+    QVERIFY(html(view).contains(QStringLiteral("<h1><bdi>error.json</bdi></h1>")));
+    view.upload.message = "3: " + std::string(300, 'x');
+    const QString shown = QStringLiteral("3: ") + QString(197, QLatin1Char('x')) + QChar(0x2026);
+    QVERIFY(html(view).contains(QStringLiteral("<h1><bdi>%1</bdi></h1>").arg(shown)));
+    QVERIFY(html(view).contains(QStringLiteral("<title>%1 - ").arg(shown)));
 }
 
 void TestLogPage::linksToARowWhereItStands()

@@ -98,6 +98,7 @@ private slots:
     void filtersByWords_data();
     void filtersByWords();
     void filtersBackward();
+    void findsTheSameInBothDirections();
     void looksAtSoManyBytesAtOnce();
     void readsABackwardPageOnce();
     void showsSoManyBytesAtOnce();
@@ -285,6 +286,31 @@ void TestLogReader::filtersBackward()
     QVERIFY(nearest.begin < nearest.rows.front().offset);
     query.before = nearest.begin;
     QCOMPARE(texts(read(log, query, rows(1))), QStringList(QStringLiteral("needle 1")));
+}
+
+void TestLogReader::findsTheSameInBothDirections()
+{
+    QByteArray log;
+    for (int i = 0; log.size() < 1000000; ++i)
+        log += record(i % 7 == 0 ? "needle" : QByteArray(i % 400, 'x'), i % 3 == 0 ? "[Warning]" : "[Debug]");
+    LogQuery query = words({"needle"});
+    query.level = Level::Warning;
+    QList<quint64> forward;
+    for (query.from = 0; query.from < quint64(log.size());) {
+        const LogPage page = read(log, query, rows(100));
+        for (const LogRow &row : page.rows)
+            forward << row.offset;
+        query.from = page.end;
+    }
+    QList<quint64> backward;
+    for (query.before = log.size(); query.before > 0U;) {
+        const LogPage page = read(log, query, rows(7));
+        for (auto row = page.rows.rbegin(); row != page.rows.rend(); ++row)
+            backward.prepend(row->offset);
+        query.before = page.begin;
+    }
+    QVERIFY(forward.size() > 100);
+    QCOMPARE(backward, forward);
 }
 
 void TestLogReader::looksAtSoManyBytesAtOnce()
