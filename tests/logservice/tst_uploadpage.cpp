@@ -180,7 +180,8 @@ void TestUploadPage::linksToNeighboursWithTheFilters()
     QVERIFY(!html(page).contains(QStringLiteral("<nav")));
     page.parameters = {{"kind", "logfile"}, {"text", "a&b=\xc3\xab <"}, {"before", "000009-logfile"}};
     page.matches.older = page.matches.newer = parseUploadId("000003-logfile");
-    const QString text = html(page);
+    // Later versions of the HTTP library write a blank as a plus.
+    const QString text = html(page).replace(QStringLiteral("%C3%AB+%3C"), QStringLiteral("%C3%AB%20%3C"));
     QVERIFY(text.contains(QStringLiteral(
         "href=\"/?before=000003-logfile&amp;kind=logfile&amp;text=a%26b%3D%C3%AB%20%3C\">Older uploads</a>")));
     QVERIFY(text.contains(QStringLiteral(
