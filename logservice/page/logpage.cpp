@@ -1,10 +1,7 @@
 #include "page/logpage.h"
 
-#include "page/htmlpage.h"
-#include "page/htmltext.h"
+#include "page/html.h"
 #include "page/uploadrow.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -13,33 +10,18 @@ std::string path(const LogView &view)
     return "/uploads/" + view.upload.id.text + "/log";
 }
 
-/// The address of the rows from \a offset on, or in front of it: \a name is "from" or "before".
-std::string pageAddress(const LogView &view, const char *name, std::uint64_t offset)
-{
-    auto parameters = view.parameters;
-    parameters.erase("from");
-    parameters.erase("before");
-    parameters[name] = std::to_string(offset);
-    return address(path(view), parameters);
-}
-
 /// The address of one row: among those around it, also when it was found by a filter.
 std::string rowAddress(const LogView &view, const LogRow &row)
 {
     // A page that was found backwards may hold more than one that begins where it does.
     const bool isForward = !view.query.isFiltered() && !view.query.before;
-    const auto first = isForward ? view.page.begin : row.offset;
-    const auto offset = std::to_string(row.offset);
-    return address(path(view), {{"from", std::to_string(first)}}) + "#b" + offset;
+    return path(view) + "?from=" + std::to_string(isForward ? view.page.begin : row.offset) + "#b" +
+           std::to_string(row.offset);
 }
 
 std::string levelName(Level level)
 {
-    for (const auto &[name, known] : levelNames()) {
-        if (known == level)
-            return name;
-    }
-    return {};
+    return std::string(kLevelNames[static_cast<std::size_t>(level)]);
 }
 
 std::string cell(const char *label, const std::string &html)
@@ -64,7 +46,7 @@ std::string rowHtml(const LogView &view, const LogRow &row)
     const auto offset = std::to_string(row.offset);
     const auto level = levelName(row.level);
     auto html = "<tr id=\"b" + offset + "\"" + (level.empty() ? "" : " class=\"" + level + "\"") +
-                R"(><th scope="row"><a href=")" + htmlText(rowAddress(view, row)) + "\">" + offset + "</a></th>";
+                R"(><th scope="row">)" + htmlLink(rowAddress(view, row), offset) + "</th>";
     if (view.page.hasRecords)
         html += cell("Time", isolated(row.time)) + cell("Level", level) + cell("Place", placeHtml(row));
     return html + R"(<td class="text">)" + isolated(row.text) + "</td></tr>\n";
@@ -72,30 +54,25 @@ std::string rowHtml(const LogView &view, const LogRow &row)
 
 std::string table(const LogView &view)
 {
-    std::string html = "<table class=\"log\">\n<thead><tr><th scope=\"col\">Byte</th>";
-    if (view.page.hasRecords)
-        html += R"(<th scope="col">Time</th><th scope="col">Level</th><th scope="col">Place</th>)";
-    html += "<th scope=\"col\">Text</th></tr></thead>\n<tbody>\n";
+    std::string rows;
     for (const auto &row : view.page.rows)
-        html += rowHtml(view, row);
-    return html + "</tbody>\n</table>\n";
+        rows += rowHtml(view, row);
+    const std::vector<std::string> columns = {"Byte", "Time", "Level", "Place", "Text"};
+    return htmlTable("log", view.page.hasRecords ? columns : std::vector<std::string>{"Byte", "Text"}, rows);
 }
 
 std::string filterForm(const LogView &view)
 {
     std::string levels;
     if (view.page.hasRecords) {
-        levels = "<label>Level <select name=\"level\">\n" + option("", "all", false);
-        for (const auto &[name, level] : levelNames()) {
-            if (level > Level::Debug)
-                levels += option(name, name + (level < Level::Fatal ? " and above" : ""), level == view.query.level);
+        levels = htmlOption("", "all", false);
+        for (const auto level : {Level::Info, Level::Warning, Level::Critical, Level::Fatal}) {
+            const auto name = levelName(level);
+            levels += htmlOption(name, name + (level < Level::Fatal ? " and above" : ""), level == view.query.level);
         }
-        levels += "</select></label>\n";
+        levels = htmlSelect("Level", "level", levels);
     }
-    const auto text = view.parameters.find("text");
-    return R"(<form method="get" action=")" + htmlText(path(view)) + "\" role=\"search\">\n" + levels +
-           labelledInput("Words", "search", "text", text == view.parameters.end() ? "" : text->second) +
-           "<button>Show</button>\n</form>\n";
+    return htmlForm(path(view), levels + htmlInput("Words", "search", "text", valueOf(view.parameters, "text")));
 }
 
 std::string status(const LogView &view)
@@ -107,15 +84,17 @@ std::string status(const LogView &view)
                 " in the bytes " + std::to_string(page.begin) + " to " + std::to_string(page.end) + " of " +
                 std::to_string(view.fileBytes) + ".";
     if (view.query.isFiltered())
-        html += " <a href=\"" + htmlText(address(path(view), {{"from", std::to_string(page.begin)}})) + "\">Show all " +
-                what + "s here</a>";
+        html += " " + htmlLink(path(view) + "?from=" + std::to_string(page.begin),
+                               std::string("Show all ") + what + "s here");
     return html + "</p>\n";
 }
 
 std::string navigation(const LogView &view)
 {
     const auto link = [&](const char *text, const char *name, std::uint64_t offset) {
-        return "<a href=\"" + htmlText(pageAddress(view, name, offset)) + "\">" + text + "</a>\n";
+        auto parameters = withoutPlace(view.parameters);
+        parameters[name] = std::to_string(offset);
+        return htmlLink(address(path(view), parameters), text) + "\n";
     };
     std::string links;
     if (view.page.begin > 0)
@@ -123,12 +102,12 @@ std::string navigation(const LogView &view)
     if (view.page.end < view.fileBytes)
         links += link(view.query.isFiltered() ? "Look further" : "Later", "from", view.page.end) +
                  link("End", "before", view.fileBytes);
-    return links.empty() ? links : "<nav>" + links + "</nav>\n";
+    return htmlNavigation(links);
 }
 
 std::string about(const LogView &view)
 {
-    std::string html = R"(<p class="about"><a href="/">All uploads</a> )";
+    auto html = R"(<p class="about">)" + htmlLink("/", "All uploads") + " ";
     for (const auto &part : {timeHtml(view.upload), htmlText(view.upload.id.text), userHtml(view.upload)})
         html += part.empty() ? part : "<span>" + part + "</span> ";
     html += "<span>" + sizeText(view.fileBytes) + "</span> " + fileLinks(view.upload) + "</p>\n";
@@ -139,9 +118,9 @@ std::string about(const LogView &view)
 
 std::string logPageHtml(const LogView &view)
 {
-    const auto title = fileTitle(view.upload);
-    auto html = "<h1><bdi>" + htmlText(title) + "</bdi></h1>\n" + about(view) + filterForm(view) + status(view) +
-                navigation(view);
+    const auto title = titleHtml(view.upload);
+    auto html =
+        "<h1><bdi>" + title + "</bdi></h1>\n" + about(view) + filterForm(view) + status(view) + navigation(view);
     if (!view.page.rows.empty())
         html += table(view) + navigation(view);
     return htmlPage(title, html);

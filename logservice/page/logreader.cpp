@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <utility>
 
 namespace {
@@ -19,6 +18,9 @@ constexpr std::size_t kMaxCharacterRest = 3;
 
 constexpr std::string_view kRecordBeginning = "[0000-00-00 00:00:00][";
 constexpr std::size_t kTimeBytes = 19;
+
+// Bytes behind a line end that tell whether a record begins there.
+constexpr std::size_t kLookAhead = kRecordBeginning.size();
 
 bool beginsRecord(std::string_view text)
 {
@@ -64,100 +66,11 @@ std::string withoutLineEnd(std::string_view text)
     return std::string(text.substr(0, text.find_last_not_of("\r\n") + 1));
 }
 
-/// A file and what its rows are.
-struct Log
-{
-    explicit Log(const StoredFile &stored) : file(stored)
-    {
-        const auto text = bytesOf(file, 0, kMaxRowBytes);
-        std::size_t end = 0;
-        for (std::size_t line = 0; !hasRecords && end != std::string::npos; line = end + 1) {
-            hasRecords = beginsRecord(std::string_view(text).substr(line));
-            end = text.find('\n', line);
-        }
-    }
-
-    /// Whether \a text, behind a line end, is the beginning of a row.
-    bool beginsRow(std::string_view text) const { return !hasRecords || beginsRecord(text); }
-
-    const StoredFile &file;
-    bool hasRecords = false;
-};
-
-/// Reads a log forward, row by row.
-class RowReader
-{
-public:
-    RowReader(const Log &log, std::uint64_t from) : log_(log), bufferBegin_(from) {}
-
-    std::uint64_t position() const { return bufferBegin_ + taken_; }
-
-    /// The bytes of the next row, valid until the next call; empty at the end.
-    std::string_view next()
-    {
-        if (!isLast_ && taken_ + kMaxRowBytes + kRecordBeginning.size() > buffer_.size()) {
-            buffer_.erase(0, taken_);
-            bufferBegin_ += std::exchange(taken_, 0);
-            const auto wanted = kBufferBytes - buffer_.size();
-            const auto more = bytesOf(log_.file, bufferBegin_ + buffer_.size(), wanted);
-            isLast_ = more.size() < wanted;
-            buffer_ += more;
-        }
-        const auto rest = std::string_view(buffer_).substr(taken_);
-        const auto row = rest.substr(0, rowBytes(rest));
-        taken_ += row.size();
-        return row;
-    }
-
-private:
-    std::size_t rowBytes(std::string_view rest) const
-    {
-        const auto longest = rest.substr(0, kMaxRowBytes);
-        for (auto end = longest.find('\n'); end != std::string_view::npos; end = longest.find('\n', end)) {
-            if (++end == rest.size() || log_.beginsRow(rest.substr(end)))
-                return end;
-        }
-        return shortened(rest, kMaxRowBytes).size();
-    }
-
-    const Log &log_;
-    std::string buffer_;
-    std::uint64_t bufferBegin_;
-    std::size_t taken_ = 0;
-    bool isLast_ = false;
-};
-
-/// Returns where the row begins that holds the byte \a at; \a at itself when that is too far in front, as it is for a
-/// further piece of a long row.
-std::uint64_t rowBeginning(const Log &log, std::uint64_t at)
-{
-    if (at >= log.file.size())
-        return log.file.size();
-    const auto back = std::min<std::uint64_t>(at, kMaxRowBytes - kMaxCharacterRest - 1);
-    const auto text = bytesOf(log.file, at - back, back + kRecordBeginning.size());
-    for (auto i = std::min<std::size_t>(back, text.size()); i > 0; --i) {
-        if (text[i - 1] == '\n' && log.beginsRow(std::string_view(text).substr(i)))
-            return at - back + i;
-    }
-    return back == at ? 0 : at;
-}
-
-/// Returns where the first row begins from \a from on; \a from itself when none does in front of \a end.
-std::uint64_t nextBeginning(const Log &log, std::uint64_t from, std::uint64_t end)
-{
-    if (from == 0)
-        return 0;
-    const auto text = bytesOf(log.file, from - 1, end - from + kRecordBeginning.size());
-    for (auto i = text.find('\n'); i != std::string::npos && from + i < end; i = text.find('\n', i + 1)) {
-        if (log.beginsRow(std::string_view(text).substr(i + 1)))
-            return from + i;
-    }
-    return from;
-}
-
 /// Whether \a bytes hold all \a words, which are folded.
 bool holds(std::string_view bytes, const std::vector<std::string> &words)
 {
+    if (words.empty())
+        return true;
     const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80U; };
     std::string text(bytes);
     if (!std::all_of(bytes.begin(), bytes.end(), isAscii))
@@ -169,74 +82,127 @@ bool holds(std::string_view bytes, const std::vector<std::string> &words)
                        [&text](const std::string &word) { return text.find(word) != std::string::npos; });
 }
 
-/// Returns the row that \a bytes are if it is wanted.
-std::optional<LogRow> wantedRow(std::string_view bytes, std::uint64_t offset, const LogQuery &query)
+/// Reads one page.
+class PageReader
 {
-    if (!query.words.empty() && !holds(bytes, query.words))
-        return std::nullopt;
-    auto row = parseRow(bytes, offset);
-    if (row.level < query.level)
-        return std::nullopt;
-    return row;
-}
-
-void readForward(const Log &log, const LogQuery &query, const LogLimits &limits, LogPage &page)
-{
-    page.begin = rowBeginning(log, query.from);
-    RowReader reader(log, page.begin);
-    std::uint64_t shown = 0;
-    do {
-        const auto offset = reader.position();
-        const auto bytes = reader.next();
-        page.end = reader.position();
-        if (bytes.empty())
-            break;
-        if (auto row = wantedRow(bytes, offset, query)) {
-            shown += bytes.size();
-            page.rows.push_back(*std::move(row));
+public:
+    PageReader(const StoredFile &file, const LogQuery &query, const LogLimits &limits)
+        : file_(file), query_(query), limits_(limits)
+    {
+        const auto text = bytesOf(file, 0, kMaxRowBytes);
+        std::size_t end = 0;
+        for (std::size_t line = 0; !page_.hasRecords && end != std::string::npos; line = end + 1) {
+            page_.hasRecords = beginsRecord(std::string_view(text).substr(line));
+            end = text.find('\n', line);
         }
-    } while (page.rows.size() < limits.maxRows && shown < limits.maxShownBytes &&
-             page.end - page.begin < limits.maxReadBytes);
-}
-
-/// Takes rows off the beginning of \a page that are more than \a limits allow.
-void dropFirstRows(LogPage &page, const LogLimits &limits)
-{
-    std::uint64_t shown = 0;
-    auto first = page.rows.end();
-    while (first != page.rows.begin() && static_cast<std::size_t>(page.rows.end() - first) < limits.maxRows &&
-           shown < limits.maxShownBytes)
-        shown += (--first)->text.size();
-    if (first == page.rows.begin())
-        return;
-    page.begin = first->offset;
-    page.rows.erase(page.rows.begin(), first);
-}
-
-void readBackward(const Log &log, const LogQuery &query, const LogLimits &limits, LogPage &page)
-{
-    page.begin = page.end = std::min(query.before.value_or(0), log.file.size());
-    std::uint64_t shown = 0;
-    while (page.begin > 0 && page.rows.size() < limits.maxRows && shown < limits.maxShownBytes &&
-           page.end - page.begin < limits.maxReadBytes) {
-        const auto windowEnd = page.begin;
-        page.begin = nextBeginning(log, windowEnd - std::min<std::uint64_t>(windowEnd, kWindowBytes), windowEnd);
-        std::vector<LogRow> rows;
-        RowReader reader(log, page.begin);
-        while (reader.position() < windowEnd) {
-            const auto offset = reader.position();
-            const auto bytes = reader.next();
-            if (bytes.empty())
-                break;
-            if (auto row = wantedRow(bytes.substr(0, windowEnd - offset), offset, query)) {
-                shown += bytes.size();
-                rows.push_back(*std::move(row));
-            }
-        }
-        page.rows.insert(page.rows.begin(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
     }
-    dropFirstRows(page, limits);
-}
+
+    LogPage forward()
+    {
+        page_.begin = page_.end = rowBeginning(query_.from);
+        std::string text;
+        std::string_view rest;
+        bool isLast = false;
+        do {
+            if (!isLast && rest.size() < kMaxRowBytes + kLookAhead) {
+                rest = text = bytesOf(file_, page_.end, kBufferBytes);
+                isLast = rest.size() < kBufferBytes;
+            }
+            const auto row = rest.substr(0, rowBytes(rest));
+            keepIfWanted(row, page_.end);
+            page_.end += row.size();
+            rest.remove_prefix(row.size());
+        } while (!rest.empty() && !isFull());
+        return std::move(page_);
+    }
+
+    LogPage backward(std::uint64_t before)
+    {
+        page_.begin = page_.end = std::min(before, file_.size());
+        while (page_.begin > 0 && !isFull()) {
+            const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(page_.begin, kWindowBytes));
+            const auto window = bytesOf(file_, page_.begin - count, count + kLookAhead);
+            if (window.size() < count)
+                break; // somebody has shortened the file
+            const std::string_view text = window;
+            std::vector<std::string_view> rows;
+            for (auto at = page_.begin > count ? firstBeginning(text, count) : 0; at < count; at += rows.back().size())
+                rows.push_back(text.substr(at, std::min(rowBytes(text.substr(at)), count - at)));
+            // Up to a row for which there is no room: what is not wanted needs no other look.
+            for (auto row = rows.rbegin(); row != rows.rend() && keepIfWanted(*row, page_.begin - row->size()); ++row)
+                page_.begin -= row->size();
+        }
+        std::reverse(page_.rows.begin(), page_.rows.end());
+        return std::move(page_);
+    }
+
+private:
+    /// Whether \a text, behind a line end, is the beginning of a row.
+    bool beginsRow(std::string_view text) const { return !page_.hasRecords || beginsRecord(text); }
+
+    bool isFull() const
+    {
+        return page_.rows.size() >= limits_.maxRows || shownBytes_ >= limits_.maxShownBytes ||
+               page_.end - page_.begin >= limits_.maxReadBytes;
+    }
+
+    /// Returns where the row begins that holds the byte \a at; \a at itself when that is too far in front, as it is for
+    /// a further piece of a long row.
+    std::uint64_t rowBeginning(std::uint64_t at) const
+    {
+        if (at >= file_.size())
+            return file_.size();
+        const auto back = std::min<std::uint64_t>(at, kMaxRowBytes - kMaxCharacterRest - 1);
+        const auto text = bytesOf(file_, at - back, back + kLookAhead);
+        for (auto i = std::min<std::size_t>(back, text.size()); i > 0; --i) {
+            if (text[i - 1] == '\n' && beginsRow(std::string_view(text).substr(i)))
+                return at - back + i;
+        }
+        return back == at ? 0 : at;
+    }
+
+    /// Returns where in \a text the first row begins behind a line end; 0 when none does in front of \a end.
+    std::size_t firstBeginning(std::string_view text, std::size_t end) const
+    {
+        for (auto i = text.find('\n'); i < end - 1; i = text.find('\n', i + 1)) {
+            if (beginsRow(text.substr(i + 1)))
+                return i + 1;
+        }
+        return 0;
+    }
+
+    /// The bytes of the row that \a text begins with.
+    std::size_t rowBytes(std::string_view text) const
+    {
+        const auto longest = text.substr(0, kMaxRowBytes);
+        for (auto end = longest.find('\n'); end != std::string_view::npos; end = longest.find('\n', end)) {
+            if (++end == text.size() || beginsRow(text.substr(end)))
+                return end;
+        }
+        return shortened(text, kMaxRowBytes).size();
+    }
+
+    /// Keeps the row that \a bytes are if it is wanted. Returns false when it is and there is no room.
+    bool keepIfWanted(std::string_view bytes, std::uint64_t offset)
+    {
+        if (bytes.empty() || !holds(bytes, query_.words))
+            return true;
+        auto row = parseRow(bytes, offset);
+        if (row.level < query_.level)
+            return true;
+        if (isFull())
+            return false;
+        shownBytes_ += bytes.size();
+        page_.rows.push_back(std::move(row));
+        return true;
+    }
+
+    const StoredFile &file_;
+    const LogQuery &query_;
+    const LogLimits &limits_;
+    LogPage page_;
+    std::uint64_t shownBytes_ = 0;
+};
 
 } // namespace
 
@@ -267,12 +233,6 @@ LogRow parseRow(std::string_view bytes, std::uint64_t offset)
 
 LogPage readLog(const StoredFile &file, const LogQuery &query, const LogLimits &limits)
 {
-    const Log log(file);
-    LogPage page;
-    page.hasRecords = log.hasRecords;
-    if (query.before)
-        readBackward(log, query, limits, page);
-    else
-        readForward(log, query, limits, page);
-    return page;
+    PageReader reader(file, query, limits);
+    return query.before ? reader.backward(*query.before) : reader.forward();
 }

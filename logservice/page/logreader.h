@@ -2,6 +2,7 @@
 
 #include "store/storedfile.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,6 +11,9 @@
 
 /// Levels of a log, from the least to the gravest; None: no record, or one without a level that is known.
 enum class Level { None, Debug, Info, Warning, Critical, Fatal };
+
+/// Their names, in addresses and on pages; None has none.
+inline constexpr std::array<std::string_view, 6> kLevelNames = {"", "debug", "info", "warning", "critical", "fatal"};
 
 /// One record of a log of the logging module, one line of any other file, or a piece of one that is very long.
 struct LogRow

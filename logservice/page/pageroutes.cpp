@@ -6,71 +6,107 @@
 #include "page/pagestyle.h"
 #include "page/uploadchart.h"
 #include "page/uploadpage.h"
-#include "page/uploadsjson.h"
 #include "store/storedfile.h"
 #include "store/uploadrecord.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <array>
+#include <cctype>
 
 namespace {
 
 constexpr std::size_t kPieceBytes = std::size_t(64) * 1024;
 constexpr char kPlainText[] = "text/plain; charset=utf-8";
 
-/// A request without a body that somebody has to read first; what came behind it would be taken for another request.
-bool isWithoutBody(const httplib::Request &request)
+/// A request, and where its answer goes.
+struct Exchange
 {
-    return !request.has_header("Content-Length") && !request.has_header("Transfer-Encoding");
+    const PageContext &context;
+    const httplib::Request &request;
+    const Parameters parameters;
+    httplib::Response &response;
+
+    /// False with a body that somebody would have to read; what came behind it would be taken for another request.
+    bool keepsConnection() const
+    {
+        return !request.has_header("Content-Length") && !request.has_header("Transfer-Encoding");
+    }
+
+    /// Sets what keeps browsers from taking an answer for more than it is, and other sites from reading it.
+    void setGuards(const char *contentPolicy) const
+    {
+        response.set_header("Content-Security-Policy", contentPolicy);
+        response.set_header("X-Content-Type-Options", "nosniff");
+        response.set_header("Cross-Origin-Resource-Policy", "same-origin");
+        response.set_header("Referrer-Policy", "no-referrer");
+        response.set_header("Cache-Control", "no-store");
+        response.set_header("Accept-Ranges", "none");
+    }
+
+    void answer(const char *type, const std::string &text, const char *contentPolicy = "default-src 'none'") const
+    {
+        setGuards(contentPolicy);
+        setAnswer(response, 200, type, text, keepsConnection());
+    }
+
+    void answerHtml(const std::string &html) const
+    {
+        answer("text/html; charset=utf-8", html,
+               "default-src 'none'; style-src 'self'; img-src data:; form-action 'self'; base-uri 'none'; "
+               "frame-ancestors 'none'");
+    }
+};
+
+void answerStyle(const Exchange &exchange)
+{
+    exchange.answer("text/css; charset=utf-8", pageStyle());
 }
 
-/// What keeps browsers from taking an answer for more than it is, and other sites from reading it.
-void setGuards(httplib::Response &response, const char *contentPolicy)
+void answerList(const Exchange &exchange)
 {
-    response.set_header("Content-Security-Policy", contentPolicy);
-    response.set_header("X-Content-Type-Options", "nosniff");
-    response.set_header("Cross-Origin-Resource-Policy", "same-origin");
-    response.set_header("Referrer-Policy", "no-referrer");
-    response.set_header("Cache-Control", "no-store");
-    response.set_header("Accept-Ranges", "none");
-}
-
-void answerHtml(const httplib::Request &request, httplib::Response &response, const std::string &html)
-{
-    setGuards(response, "default-src 'none'; style-src 'self'; img-src data:; form-action 'self'; base-uri 'none'; "
-                        "frame-ancestors 'none'");
-    setAnswer(response, 200, "text/html; charset=utf-8", html, isWithoutBody(request));
-}
-
-void answerList(const httplib::Request &request, httplib::Response &response, const PageContext &context)
-{
+    const auto &context = exchange.context;
     UploadPage page;
     page.origin = context.origin;
     page.kinds = context.kinds;
-    page.parameters =
-        parametersOf(request, {"user", "room", "kind", "since", "until", "text", "limit", "before", "after"});
+    page.parameters = exchange.parameters;
     auto query = uploadQuery(page.parameters, page.kinds);
     query.days = kChartDays;
     page.matches = context.index.find(query);
-    page.storedCount = page.matches.storedCount;
-    page.days = page.matches.days;
-    answerHtml(request, response, uploadPageHtml(page));
+    exchange.answerHtml(uploadPageHtml(page));
 }
 
-void answerQuery(const httplib::Request &request, httplib::Response &response, const PageContext &context)
+using Json = nlohmann::ordered_json;
+
+template<typename Value>
+Json orNull(const std::optional<Value> &value)
 {
-    const auto parameters =
-        parametersOf(request, {"user", "room", "kind", "since", "until", "text", "limit", "before"});
-    const auto query = uploadQuery(parameters, context.kinds);
-    const auto matches = context.index.find(query);
-    setGuards(response, "default-src 'none'");
-    setAnswer(response, 200, "application/json", uploadsJson(matches), isWithoutBody(request));
+    return value ? Json(*value) : Json();
 }
 
-void answerStyle(const httplib::Request &request, httplib::Response &response, const PageContext & /*context*/)
+Json uploadJson(const IndexedUpload &upload)
 {
-    setGuards(response, "default-src 'none'");
-    setAnswer(response, 200, "text/css; charset=utf-8", pageStyle(), isWithoutBody(request));
+    auto rooms = Json::array();
+    for (const auto &room : upload.rooms)
+        rooms.push_back({{"id", room.id}, {"name", room.name}});
+    return {{"id", upload.id.text},          {"time", upload.time},           {"kind", upload.id.kind},
+            {"nickname", upload.nickname},   {"loginName", upload.loginName}, {"userId", upload.userId},
+            {"rooms", std::move(rooms)},     {"namespace", upload.nameSpace}, {"file", orNull(upload.fileName)},
+            {"bytes", orNull(upload.bytes)}, {"sha256", upload.sha256},       {"message", upload.message}};
+}
+
+/// As docs/openapi.yaml describes it.
+void answerQuery(const Exchange &exchange)
+{
+    const auto matches = exchange.context.index.find(uploadQuery(exchange.parameters, exchange.context.kinds));
+    auto uploads = Json::array();
+    for (const auto &upload : matches.uploads)
+        uploads.push_back(uploadJson(upload));
+    const Json document = {{"total", matches.total},
+                           {"uploads", std::move(uploads)},
+                           {"next", matches.older ? Json(matches.older->text) : Json()}};
+    exchange.answer("application/json", document.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 const char kNoUpload[] = "there is no such upload";
@@ -81,59 +117,51 @@ std::string downloadName(const IndexedUpload &upload)
 {
     constexpr std::size_t kMaxSentBytes = 100;
     const auto sent = upload.fileName.value_or(upload.contentName);
-    std::string name;
-    for (const char c : sent.substr(sent.size() - std::min(sent.size(), kMaxSentBytes))) {
-        const bool isPlain =
-            (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.' || c == '-';
-        if (isPlain || name.empty() || name.back() != '_')
-            name += isPlain ? c : '_';
-    }
+    auto name = sent.substr(sent.size() - std::min(sent.size(), kMaxSentBytes));
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0 && c != '.' && c != '-'; }, '_');
+    name.erase(std::unique(name.begin(), name.end(), [](char a, char b) { return a == '_' && b == '_'; }), name.end());
     return upload.id.text + "-" + name;
 }
 
-IndexedUpload uploadOf(const PageContext &context, const std::string &text)
+IndexedUpload uploadOf(const Exchange &exchange)
 {
-    const auto id = parseUploadId(text);
-    auto upload = id ? context.index.find(*id) : std::nullopt;
+    const auto id = parseUploadId(exchange.request.matches[1].str());
+    auto upload = id ? exchange.context.index.find(*id) : std::nullopt;
     if (!upload)
         throw Refusal(404, kNoUpload);
     return *std::move(upload);
 }
 
-std::shared_ptr<const StoredFile> openedFile(const PageContext &context, const UploadId &id, const std::string &name)
+std::shared_ptr<const StoredFile> openedFile(const Exchange &exchange, const UploadId &id, const std::string &name)
 {
-    auto file = StoredFile::open(context.folder, id, name);
+    auto file = StoredFile::open(exchange.context.folder, id, name);
     if (!file)
         throw Refusal(404, kNoUpload);
     return file;
 }
 
-void answerLog(const httplib::Request &request, httplib::Response &response, const PageContext &context)
+void answerLog(const Exchange &exchange)
 {
     LogView view;
-    view.parameters = parametersOf(request, {"from", "before", "level", "text"});
+    view.parameters = exchange.parameters;
     view.query = logQuery(view.parameters);
-    view.upload = uploadOf(context, request.matches[1].str());
-    const auto file = openedFile(context, view.upload.id, view.upload.contentName);
+    view.upload = uploadOf(exchange);
+    const auto file = openedFile(exchange, view.upload.id, view.upload.contentName);
     view.fileBytes = file->size();
     view.page = readLog(*file, view.query);
-    answerHtml(request, response, logPageHtml(view));
+    exchange.answerHtml(logPageHtml(view));
 }
 
-void answerFile(const httplib::Request &request, httplib::Response &response, const PageContext &context)
+void answerStored(const Exchange &exchange, const UploadId &id, const std::string &name, const char *type)
 {
-    const auto upload = uploadOf(context, request.matches[1].str());
-    const auto file =
-        openedFile(context, upload.id, request.matches[2] == "fields" ? kUploadRecordName : upload.contentName);
-    const bool isDownload = request.has_param("download");
-    setGuards(response, "default-src 'none'; sandbox; frame-ancestors 'none'");
-    if (isDownload)
-        response.set_header("Content-Disposition", "attachment; filename=\"" + downloadName(upload) + "\"");
-    const bool keepsConnection = isWithoutBody(request);
+    const auto file = openedFile(exchange, id, name);
+    auto &response = exchange.response;
+    exchange.setGuards("default-src 'none'; sandbox; frame-ancestors 'none'");
+    const bool keepsConnection = exchange.keepsConnection();
     if (!keepsConnection)
         response.set_header("Connection", "close");
     response.status = 200;
-    const auto *type = isDownload ? "application/octet-stream" : kPlainText;
     if (file->size() == 0) {
         // The library would leave out the length of an empty provider.
         response.set_content(std::string(), type);
@@ -148,19 +176,33 @@ void answerFile(const httplib::Request &request, httplib::Response &response, co
         });
 }
 
-using Answer = void (*)(const httplib::Request &, httplib::Response &, const PageContext &);
-
-/// Has \a answer called for requests that are meant for this machine; what is thrown becomes the answer.
-void addRoute(httplib::Server &server, const char *pattern, const PageContext &context, Answer answer)
+void answerFile(const Exchange &exchange)
 {
-    server.Get(pattern, [context, answer](const httplib::Request &request, httplib::Response &response) {
+    const auto upload = uploadOf(exchange);
+    const bool isDownload = exchange.request.has_param("download");
+    answerStored(exchange, upload.id, upload.contentName, isDownload ? "application/octet-stream" : kPlainText);
+    if (isDownload)
+        exchange.response.set_header("Content-Disposition", "attachment; filename=\"" + downloadName(upload) + "\"");
+}
+
+void answerFields(const Exchange &exchange)
+{
+    answerStored(exchange, uploadOf(exchange).id, kUploadRecordName, kPlainText);
+}
+
+/// Has \a answer called for requests that are meant for this machine and have no parameters but those that are
+/// \a known; what is thrown becomes the answer.
+void addRoute(httplib::Server &server, const char *pattern, const PageContext &context,
+              const std::vector<std::string> &known, void (*answer)(const Exchange &))
+{
+    server.Get(pattern, [context, known, answer](const httplib::Request &request, httplib::Response &response) {
         const auto refuse = [&](const Refusal &refusal) {
             context.log.writeStray(request, refusal);
             setRefusal(response, refusal);
         };
         try {
             refuseForeignHost(request);
-            answer(request, response, context);
+            answer({context, request, parametersOf(request, known), response});
         } catch (const Refusal &refusal) {
             refuse(refusal);
         } catch (const std::exception &failure) {
@@ -173,10 +215,13 @@ void addRoute(httplib::Server &server, const char *pattern, const PageContext &c
 
 void addPageRoutes(httplib::Server &server, const PageContext &context)
 {
-    addRoute(server, "/", context, answerList);
-    addRoute(server, "/style\\.css", context, answerStyle);
-    addRoute(server, "/api/uploads", context, answerQuery);
+    addRoute(server, "/style\\.css", context, {}, answerStyle);
+    addRoute(server, "/", context, {"user", "room", "kind", "since", "until", "text", "limit", "before", "after"},
+             answerList);
+    addRoute(server, "/api/uploads", context, {"user", "room", "kind", "since", "until", "text", "limit", "before"},
+             answerQuery);
     // An id is letters, digits and dashes; whatever else is there is none.
-    addRoute(server, "/uploads/([0-9a-z-]+)/log", context, answerLog);
-    addRoute(server, "/uploads/([0-9a-z-]+)/(file|fields)", context, answerFile);
+    addRoute(server, "/uploads/([0-9a-z-]+)/log", context, {"from", "before", "level", "text"}, answerLog);
+    addRoute(server, "/uploads/([0-9a-z-]+)/file", context, {"download"}, answerFile);
+    addRoute(server, "/uploads/([0-9a-z-]+)/fields", context, {}, answerFields);
 }

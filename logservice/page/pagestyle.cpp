@@ -10,13 +10,14 @@ const char *pageStyle()
 @media (prefers-color-scheme: dark) {
   :root {
     --text: #e4e6e9; --page: #17191c; --faint: #a0a7b0; --line: #3a3f45; --link: #86b7f7; --head: #22262a;
-    --warning: #f0b849; --critical: #ff8a80; --marked: #4a3f12;
+    --warning: #f0b849; --critical: #ff8a80; --marked: #3f3510;
   }
 }
 * { box-sizing: border-box; }
-body { margin: 0; font: 1rem/1.45 system-ui, sans-serif; color: var(--text); background: var(--page); }
+body { margin: 0; font: 1rem/1.45 system-ui, sans-serif; color: var(--text); background: var(--page);
+  overflow-wrap: anywhere; }
 main { max-width: 90rem; margin: 0 auto; padding: 1rem; }
-h1 { margin: 0 0 .75rem; font-size: 1.5rem; overflow-wrap: anywhere; }
+h1 { margin: 0 0 .75rem; font-size: 1.5rem; }
 a { color: var(--link); }
 form { display: flex; flex-wrap: wrap; gap: .75rem; align-items: end; }
 label { display: grid; gap: .2rem; color: var(--faint); font-size: .875rem; }
@@ -26,13 +27,14 @@ input[name=text] { width: 16rem; }
 .status, .more, .about { color: var(--faint); font-size: .875rem; }
 a.more { color: var(--link); }
 .more { display: inline-block; margin-right: .4rem; }
-.about > * { margin-right: .6rem; }
+.about > * { display: inline-block; margin-right: .6rem; }
 .about + ul { margin-bottom: .75rem; }
-pre { white-space: pre-wrap; overflow-wrap: anywhere; padding: .75rem; background: var(--head); }
+.about + ul::before { content: "Rooms"; color: var(--faint); font-size: .875rem; }
+pre { white-space: pre-wrap; padding: .75rem; background: var(--head); }
 table { width: 100%; border-collapse: collapse; }
 th, td { padding: .5rem .6rem; text-align: left; vertical-align: top; border-bottom: 1px solid var(--line); }
+th { overflow-wrap: normal; }
 thead th { background: var(--head); font-size: .875rem; }
-td { overflow-wrap: anywhere; }
 th[scope=row] { font-weight: normal; color: var(--faint); }
 td[data-label=Time], td[data-label=Kind], td[data-label=Size], td[data-label=Level] { white-space: nowrap; }
 td[data-label=Size], .uploads thead th:last-child { text-align: right; }
@@ -73,10 +75,11 @@ figcaption { display: flex; flex-wrap: wrap; justify-content: space-between; col
   td[data-label=File] { min-width: 0; }
   td[data-label=Size] { text-align: left; }
   th[scope=row]::before { content: "No. "; }
-  .log th, .log td { display: inline-block; padding: 0 .5rem 0 0; }
+  .log th, .log td { display: inline-block; padding: 0 .5rem 0 0; vertical-align: baseline; }
   .log th[scope=row]::before { content: "Byte "; }
   .log td:empty { display: none; }
   .log .text, td[data-label=Place] { display: block; min-width: 0; }
+  a.more, .about a, nav a, .log th a { display: inline-block; padding: .25rem 0; }
   label { flex: 1 1 9rem; }
   input, input[name=text], select { width: 100%; }
   label:has([name=text]) { flex: 1 1 100%; }

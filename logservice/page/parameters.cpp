@@ -14,12 +14,6 @@ constexpr std::size_t kMaxTextBytes = 200;
 constexpr std::uint64_t kMaxLimit = 500;
 constexpr std::uint64_t kMaxOffset = std::uint64_t(1) << 62U;
 
-std::string valueOf(const Parameters &parameters, const std::string &name)
-{
-    const auto found = parameters.find(name);
-    return found == parameters.end() ? std::string() : found->second;
-}
-
 [[noreturn]] void refuse(const std::string &name, const std::string &value, const std::string &expected)
 {
     throw Refusal(400, name + "=" + quotedText(value) + " is not " + expected);
@@ -46,21 +40,17 @@ std::optional<std::uint64_t> number(const Parameters &parameters, const std::str
     return result;
 }
 
-/// Completes a day or a time with what \a dayTime, such as "T23:59:59Z", has behind it.
+/// Completes a day, a minute or a second with what \a dayTime, such as "T23:59:59Z", has behind it.
 std::string time(const Parameters &parameters, const std::string &name, const std::string &dayTime)
 {
     constexpr std::size_t kDayBytes = 10;
+    constexpr std::size_t kMinuteBytes = 16;
+    constexpr std::size_t kSecondBytes = 19;
     const auto value = valueOf(parameters, name);
-    if (value.empty())
-        return {};
-    const bool isTime = value.size() > kDayBytes;
-    auto whole = value.substr(0, value.size() - (isTime && value.back() == 'Z' ? 1 : 0));
-    const bool isMinute = whole.size() == kDayBytes + dayTime.find_last_of(':');
-    if (!isTime || isMinute)
-        whole += dayTime.substr(isMinute ? dayTime.find_last_of(':') : 0);
-    else
-        whole += 'Z';
-    if (!isUtcTime(whole))
+    auto whole = value.substr(0, value.size() - (value.size() > kMinuteBytes && value.back() == 'Z' ? 1 : 0));
+    if (whole.size() == kDayBytes || whole.size() == kMinuteBytes || whole.size() == kSecondBytes)
+        whole += dayTime.substr(whole.size() - kDayBytes);
+    if (!value.empty() && !isUtcTime(whole))
         refuse(name, value, "a day such as 2026-11-22 or a time such as 2026-11-22T09:30:00Z, both of UTC");
     return whole;
 }
@@ -72,21 +62,6 @@ std::optional<UploadId> id(const Parameters &parameters, const std::string &name
     if (!found && !value.empty())
         refuse(name, value, "the id of an upload");
     return found;
-}
-
-std::string percentEncoded(const std::string &text)
-{
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    constexpr std::string_view kUnreserved = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
-    std::string encoded;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (kUnreserved.find(c) != std::string_view::npos)
-            encoded += c;
-        else
-            encoded.append({'%', kDigits[byte >> 4U], kDigits[byte & 0x0fU]});
-    }
-    return encoded;
 }
 
 } // namespace
@@ -105,12 +80,22 @@ Parameters parametersOf(const httplib::Request &request, const std::vector<std::
     return parameters;
 }
 
+std::string valueOf(const Parameters &parameters, const std::string &name)
+{
+    const auto found = parameters.find(name);
+    return found == parameters.end() ? std::string() : found->second;
+}
+
+Parameters withoutPlace(Parameters parameters)
+{
+    for (const auto *name : {"from", "before", "after"})
+        parameters.erase(name);
+    return parameters;
+}
+
 std::string address(const std::string &path, const Parameters &parameters)
 {
-    std::string result = path;
-    for (const auto &[name, value] : parameters)
-        result += (result.size() == path.size() ? "?" : "&") + name + "=" + percentEncoded(value);
-    return result;
+    return httplib::append_query_params(path, {parameters.begin(), parameters.end()});
 }
 
 UploadQuery uploadQuery(const Parameters &parameters, const std::vector<std::string> &kinds)
@@ -144,23 +129,10 @@ LogQuery logQuery(const Parameters &parameters)
     if (query.before && parameters.count("from") > 0)
         throw Refusal(400, "from and before do not go together");
     query.words = wordsOf(folded(text(parameters, "text")));
-    if (const auto name = valueOf(parameters, "level"); !name.empty()) {
-        const auto &names = levelNames();
-        const auto found =
-            std::find_if(names.begin(), names.end(), [&](const auto &entry) { return entry.first == name; });
-        if (found == names.end())
-            refuse("level", name, "one of debug info warning critical fatal");
-        query.level = found->second;
-    }
+    const auto level = valueOf(parameters, "level");
+    const auto *const found = std::find(kLevelNames.begin(), kLevelNames.end(), level);
+    if (found == kLevelNames.end())
+        refuse("level", level, "one of debug info warning critical fatal");
+    query.level = static_cast<Level>(found - kLevelNames.begin());
     return query;
-}
-
-const std::vector<std::pair<std::string, Level>> &levelNames()
-{
-    static const std::vector<std::pair<std::string, Level>> names = {{"debug", Level::Debug},
-                                                                     {"info", Level::Info},
-                                                                     {"warning", Level::Warning},
-                                                                     {"critical", Level::Critical},
-                                                                     {"fatal", Level::Fatal}};
-    return names;
 }

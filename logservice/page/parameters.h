@@ -16,6 +16,12 @@ using Parameters = std::map<std::string, std::string>;
 /// comes twice throws Refusal (400).
 Parameters parametersOf(const httplib::Request &request, const std::vector<std::string> &known);
 
+/// Returns the value of \a name; empty when it is not there.
+std::string valueOf(const Parameters &parameters, const std::string &name);
+
+/// Returns \a parameters without those that say where a page begins: from, before and after.
+Parameters withoutPlace(Parameters parameters);
+
 /// Returns the address of \a path with \a parameters.
 std::string address(const std::string &path, const Parameters &parameters);
 
@@ -25,6 +31,3 @@ UploadQuery uploadQuery(const Parameters &parameters, const std::vector<std::str
 
 /// Likewise for from, before, level and text.
 LogQuery logQuery(const Parameters &parameters);
-
-/// What "level" may say, from the least level to the gravest.
-const std::vector<std::pair<std::string, Level>> &levelNames();

@@ -1,9 +1,10 @@
 #include "page/uploadchart.h"
 
-#include "page/htmltext.h"
+#include "page/html.h"
 #include "text/timestamp.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace {
 
@@ -11,37 +12,21 @@ constexpr int kBarWidth = 20; // with the gap
 constexpr int kGap = 4;
 constexpr int kHeight = 100;
 
-/// Counts by kind, in the order of the kinds.
-using Counts = std::vector<std::uint64_t>;
+using CountsByKind = std::map<std::string, std::uint64_t>;
 
-Counts countsOf(const std::string &day, const std::vector<DayCount> &counts, const std::vector<std::string> &kinds)
+std::uint64_t sum(const CountsByKind &counts)
 {
-    Counts found(kinds.size(), 0);
-    for (const auto &count : counts) {
-        const auto kind = std::find(kinds.begin(), kinds.end(), count.kind);
-        if (count.day == day && kind != kinds.end())
-            found[static_cast<std::size_t>(kind - kinds.begin())] += count.count;
-    }
-    return found;
+    return std::accumulate(counts.begin(), counts.end(), std::uint64_t(0),
+                           [](std::uint64_t all, const auto &count) { return all + count.second; });
 }
 
-std::uint64_t sum(const Counts &counts)
-{
-    std::uint64_t all = 0;
-    for (const auto count : counts)
-        all += count;
-    return all;
-}
-
-/// Such as "2026-11-22: 3 logfile, 1 crash".
-std::string inWords(const std::string &what, const Counts &counts, const std::vector<std::string> &kinds)
+/// Such as "2026-11-22: 1 crash, 3 logfile".
+std::string inWords(const std::string &what, const CountsByKind &counts)
 {
     std::string words;
-    for (std::size_t i = 0; i < kinds.size(); ++i) {
-        if (counts[i] > 0)
-            words += (words.empty() ? ": " : ", ") + std::to_string(counts[i]) + " " + kinds[i];
-    }
-    return what + words;
+    for (const auto &[kind, count] : counts)
+        words += (words.empty() ? ": " : ", ") + std::to_string(count) + " " + kind;
+    return htmlText(what + words);
 }
 
 std::string attribute(const char *name, const std::string &value)
@@ -49,75 +34,66 @@ std::string attribute(const char *name, const std::string &value)
     return std::string(" ") + name + "=\"" + htmlText(value) + "\"";
 }
 
-std::string rect(const std::string &kind, int x, double y, double height)
-{
-    return "<rect" + attribute("class", "kind-" + kind) + attribute("x", std::to_string(x)) +
-           attribute("y", std::to_string(y)) + attribute("width", std::to_string(kBarWidth - kGap)) +
-           attribute("height", std::to_string(height)) + "/>";
-}
-
 /// The bar of a day, \a x from the left, where \a highest uploads take the whole height.
-std::string bar(int x, const Counts &counts, std::uint64_t highest, const std::vector<std::string> &kinds)
+std::string bar(int x, const CountsByKind &counts, std::uint64_t highest)
 {
     std::string svg;
     double y = kHeight;
-    for (std::size_t i = 0; i < kinds.size(); ++i) {
-        if (counts[i] == 0)
-            continue;
-        const double height = kHeight * static_cast<double>(counts[i]) / static_cast<double>(highest);
+    for (const auto &[kind, count] : counts) {
+        const double height = kHeight * static_cast<double>(count) / static_cast<double>(highest);
         y -= height;
-        svg += rect(kinds[i], x, y, height);
+        svg += "<rect" + attribute("class", "kind-" + kind) + attribute("x", std::to_string(x)) +
+               attribute("y", std::to_string(y)) + attribute("width", std::to_string(kBarWidth - kGap)) +
+               attribute("height", std::to_string(height)) + "/>";
     }
     return svg;
 }
 
-std::string legend(const Counts &totals, const std::vector<std::string> &kinds)
+std::string legend(const CountsByKind &totals)
 {
     std::string html = R"(<ul class="legend">)";
-    for (std::size_t i = 0; i < kinds.size(); ++i) {
-        if (totals[i] > 0)
-            html += "<li><svg" + attribute("class", "key kind-" + kinds[i]) +
-                    R"( viewBox="0 0 1 1" aria-hidden="true"><rect width="1" height="1"/></svg> )" +
-                    htmlText(kinds[i]) + " " + std::to_string(totals[i]) + "</li>";
-    }
+    for (const auto &[kind, count] : totals)
+        html += "<li><svg" + attribute("class", "key kind-" + kind) +
+                R"( viewBox="0 0 1 1" aria-hidden="true"><rect width="1" height="1"/></svg> )" + htmlText(kind) + " " +
+                std::to_string(count) + "</li>";
     return html + "</ul>";
 }
 
 } // namespace
 
-std::string uploadChart(const std::vector<DayCount> &counts, const std::vector<std::string> &kinds,
-                        const Parameters &parameters)
+std::string uploadChart(const std::vector<DayCount> &counts, const Parameters &parameters)
 {
     if (counts.empty())
         return {};
     const auto last = counts.back().day;
-    std::vector<std::string> days;
-    std::uint64_t highest = 1;
-    Counts totals(kinds.size(), 0);
-    for (int back = kChartDays - 1; back >= 0; --back) {
-        days.push_back(dayAfter(last, -back));
-        const auto ofDay = countsOf(days.back(), counts, kinds);
-        highest = std::max(highest, sum(ofDay));
-        std::transform(ofDay.begin(), ofDay.end(), totals.begin(), totals.begin(), std::plus<>());
+    const auto first = dayAfter(last, 1 - kChartDays);
+    std::map<std::string, CountsByKind> days;
+    CountsByKind totals;
+    std::uint64_t highest = 0;
+    for (const auto &[day, kind, count] : counts) {
+        if (day < first)
+            continue;
+        days[day][kind] += count;
+        totals[kind] += count;
+        highest = std::max(highest, sum(days[day]));
     }
 
-    std::string svg;
-    for (std::size_t i = 0; i < days.size(); ++i) {
-        const auto ofDay = countsOf(days[i], counts, kinds);
-        if (sum(ofDay) == 0)
+    std::string bars;
+    for (int i = 0; i < kChartDays; ++i) {
+        const auto day = days.find(dayAfter(first, i));
+        if (day == days.end())
             continue;
-        auto link = parameters;
-        link["since"] = link["until"] = days[i];
-        link.erase("before");
-        link.erase("after");
-        svg += "<a" + attribute("href", address("/", link)) + "><title>" + htmlText(inWords(days[i], ofDay, kinds)) +
-               "</title>" + bar(static_cast<int>(i) * kBarWidth, ofDay, highest, kinds) + "</a>\n";
+        auto ofDay = withoutPlace(parameters);
+        ofDay["since"] = ofDay["until"] = day->first;
+        bars += htmlLink(address("/", ofDay), "<title>" + inWords(day->first, day->second) + "</title>" +
+                                                  bar(i * kBarWidth, day->second, highest)) +
+                "\n";
     }
-    const auto width = std::to_string(static_cast<int>(days.size()) * kBarWidth - kGap);
-    return "<figure class=\"chart\">\n<svg viewBox=\"0 0 " + width + " " + std::to_string(kHeight) +
+    return "<figure class=\"chart\">\n<svg viewBox=\"0 0 " + std::to_string(kChartDays * kBarWidth - kGap) + " " +
+           std::to_string(kHeight) +
            R"(" preserveAspectRatio="none" role="group" aria-labelledby="chart-title chart-text">)"
            "\n<title id=\"chart-title\">Uploads per day by kind</title>\n<desc id=\"chart-text\">" +
-           htmlText(inWords(days.front() + " to " + last, totals, kinds)) + "</desc>\n" + svg +
-           "</svg>\n<figcaption><span>" + htmlText(days.front()) + "</span><span>at most " + std::to_string(highest) +
-           " a day</span><span>" + htmlText(last) + "</span>" + legend(totals, kinds) + "</figcaption>\n</figure>\n";
+           inWords(first + " to " + last, totals) + "</desc>\n" + bars + "</svg>\n<figcaption><span>" +
+           htmlText(first) + "</span><span>at most " + std::to_string(highest) + " a day</span><span>" +
+           htmlText(last) + "</span>" + legend(totals) + "</figcaption>\n</figure>\n";
 }

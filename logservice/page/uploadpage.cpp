@@ -1,47 +1,37 @@
 #include "page/uploadpage.h"
 
-#include "page/htmlpage.h"
-#include "page/htmltext.h"
+#include "page/html.h"
 #include "page/uploadchart.h"
 #include "page/uploadrow.h"
 
-#include <algorithm>
-#include <array>
-
 namespace {
-
-std::string given(const UploadPage &page, const std::string &name)
-{
-    const auto found = page.parameters.find(name);
-    return found == page.parameters.end() ? std::string() : found->second;
-}
 
 /// An input of the browser's for days; one for text when a time is given, which the other could not show.
 std::string timeInput(const UploadPage &page, const char *label, const char *name)
 {
     constexpr std::size_t kDayBytes = 10;
-    const auto value = given(page, name);
-    return labelledInput(label, value.size() > kDayBytes ? "text" : "date", name, value);
+    const auto value = valueOf(page.parameters, name);
+    return htmlInput(label, value.size() > kDayBytes ? "text" : "date", name, value);
 }
 
 std::string filterForm(const UploadPage &page)
 {
-    auto kinds = option("", "all kinds", false);
+    const auto input = [&page](const char *label, const char *name) {
+        return htmlInput(label, "search", name, valueOf(page.parameters, name));
+    };
+    auto kinds = htmlOption("", "all kinds", false);
     for (const auto &kind : page.kinds)
-        kinds += option(kind, kind, kind == given(page, "kind"));
-    return "<form method=\"get\" action=\"/\" role=\"search\">\n"
-           "<label>Kind <select name=\"kind\">\n" +
-           kinds + "</select></label>\n" + labelledInput("User", "search", "user", given(page, "user")) +
-           labelledInput("Room", "search", "room", given(page, "room")) +
-           labelledInput("Any text", "search", "text", given(page, "text")) + timeInput(page, "Since (UTC)", "since") +
-           timeInput(page, "Until (UTC)", "until") + "<button>Show</button>\n</form>\n";
+        kinds += htmlOption(kind, kind, kind == valueOf(page.parameters, "kind"));
+    return htmlForm("/", htmlSelect("Kind", "kind", kinds) + input("User", "user") + input("Room", "room") +
+                             input("Any text", "text") + timeInput(page, "Since (UTC)", "since") +
+                             timeInput(page, "Until (UTC)", "until"));
 }
 
 bool isFiltered(const UploadPage &page)
 {
-    const std::array<const char *, 6> names = {"kind", "user", "room", "text", "since", "until"};
-    return std::any_of(names.begin(), names.end(),
-                       [&page](const char *name) { return page.parameters.count(name) > 0; });
+    auto filters = withoutPlace(page.parameters);
+    filters.erase("limit");
+    return !filters.empty();
 }
 
 std::string counted(std::uint64_t count, const std::string &one, const std::string &more)
@@ -55,16 +45,16 @@ std::string status(const UploadPage &page)
     const auto &matches = page.matches;
     auto html = R"(<p class="status">)" +
                 (isFiltered(page) ? counted(matches.total, "match", "matches") + " among " : "") +
-                counted(page.storedCount, "upload", "uploads");
+                counted(page.matches.storedCount, "upload", "uploads");
     if (!matches.uploads.empty())
         html += ", " + std::to_string(matches.newerCount + 1) + " to " +
                 std::to_string(matches.newerCount + matches.uploads.size()) + ", newest first";
-    return html + "." + (page.parameters.empty() ? "" : R"( <a href="/">Show all</a>)") + "</p>\n";
+    return html + "." + (page.parameters.empty() ? "" : " " + htmlLink("/", "Show all")) + "</p>\n";
 }
 
 std::string emptyText(const UploadPage &page)
 {
-    if (page.storedCount == 0)
+    if (page.matches.storedCount == 0)
         return R"(<p class="empty">Nothing has arrived yet. Run the tool, or send a file with curl, then load this )"
                "page again:</p>\n<pre><code>curl -F room=nickname-ann. -F namespace=demo -F file=@client.log " +
                htmlText(page.origin) + "/logsys/client/v1/logfile/upload</code></pre>\n";
@@ -73,13 +63,10 @@ std::string emptyText(const UploadPage &page)
 
 std::string table(const std::vector<IndexedUpload> &uploads)
 {
-    std::string html =
-        "<table class=\"uploads\">\n<thead><tr><th scope=\"col\">No.</th><th scope=\"col\">Time (UTC)</th>"
-        R"(<th scope="col">Kind</th><th scope="col">User</th><th scope="col">Rooms</th>)"
-        "<th scope=\"col\">File or message</th><th scope=\"col\">Size</th></tr></thead>\n<tbody>\n";
+    std::string rows;
     for (const auto &upload : uploads)
-        html += uploadRow(upload);
-    return html + "</tbody>\n</table>\n";
+        rows += uploadRow(upload);
+    return htmlTable("uploads", {"No.", "Time (UTC)", "Kind", "User", "Rooms", "File or message", "Size"}, rows);
 }
 
 /// A link to another page of the list; \a neighbour is "before" or "after".
@@ -87,18 +74,16 @@ std::string pageLink(const UploadPage &page, const char *text, const char *neigh
 {
     if (!id)
         return {};
-    auto parameters = page.parameters;
-    parameters.erase("before");
-    parameters.erase("after");
+    auto parameters = withoutPlace(page.parameters);
     parameters[neighbour] = id->text;
-    return "<a href=\"" + htmlText(address("/", parameters)) + "\">" + text + "</a>\n";
+    return htmlLink(address("/", parameters), text) + "\n";
 }
 
-std::string navigation(const UploadPage &page)
+/// What the page of newer uploads comes behind: the first one here, or nothing where all are too new to be here.
+std::optional<UploadId> neighbourOfNewer(const UploadMatches &matches)
 {
-    const auto links = pageLink(page, "Newer uploads", "after", page.matches.newer) +
-                       pageLink(page, "Older uploads", "before", page.matches.older);
-    return links.empty() ? links : "<nav>" + links + "</nav>\n";
+    const bool isBehindTheOldest = matches.uploads.empty() && matches.newerCount > 0;
+    return isBehindTheOldest ? makeUploadId(0, "none") : matches.newer; // numbers begin with 1
 }
 
 } // namespace
@@ -106,8 +91,10 @@ std::string navigation(const UploadPage &page)
 std::string uploadPageHtml(const UploadPage &page)
 {
     std::string html = "<h1>Uploads</h1>\n";
-    if (page.storedCount > 0)
-        html += filterForm(page) + uploadChart(page.days, page.kinds, page.parameters) + status(page);
+    if (page.matches.storedCount > 0)
+        html += filterForm(page) + uploadChart(page.matches.days, page.parameters) + status(page);
     html += page.matches.uploads.empty() ? emptyText(page) : table(page.matches.uploads);
-    return htmlPage("Uploads", html + navigation(page));
+    return htmlPage("Uploads",
+                    html + htmlNavigation(pageLink(page, "Newer uploads", "after", neighbourOfNewer(page.matches)) +
+                                          pageLink(page, "Older uploads", "before", page.matches.older)));
 }

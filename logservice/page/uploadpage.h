@@ -8,10 +8,8 @@
 /// What the list shows.
 struct UploadPage
 {
-    Parameters parameters; ///< of the request
-    UploadMatches matches;
-    std::uint64_t storedCount = 0;
-    std::vector<DayCount> days;
+    Parameters parameters;          ///< of the request
+    UploadMatches matches;          ///< with UploadQuery::days = kChartDays
     std::vector<std::string> kinds; ///< that can be chosen
     std::string origin;             ///< of the main port, for example http://127.0.0.1:8700
 };

@@ -1,11 +1,9 @@
 #include "page/uploadrow.h"
 
-#include "page/htmltext.h"
+#include "page/html.h"
 #include "text/timestamp.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 
 namespace {
 
@@ -31,14 +29,12 @@ std::string link(const std::string &target, const std::string &id, const char *t
            text + "</a>";
 }
 
-/// What a report tells stands for its file, whose name all of them have.
 std::string fileHtml(const IndexedUpload &upload)
 {
     std::string html;
-    if (upload.bytes) {
-        const auto &shown = upload.message.empty() ? fileTitle(upload) : upload.message;
-        html = R"(<a class="file" href="/uploads/)" + htmlText(upload.id.text) + "/log\">" + value(shown) + "</a> ";
-    }
+    if (upload.bytes)
+        html = R"(<a class="file" href="/uploads/)" + htmlText(upload.id.text) + "/log\"><bdi>" + titleHtml(upload) +
+               "</bdi></a> ";
     return html + fileLinks(upload);
 }
 
@@ -103,24 +99,22 @@ std::string fileLinks(const IndexedUpload &upload)
     return html + link(folder + "/fields", upload.id.text, "fields");
 }
 
-std::string fileTitle(const IndexedUpload &upload)
+std::string titleHtml(const IndexedUpload &upload)
 {
-    return upload.fileName && !upload.fileName->empty() ? *upload.fileName : upload.contentName;
+    const auto name = upload.fileName.value_or("");
+    return htmlText(!upload.message.empty() ? upload.message
+                    : name.empty()          ? upload.contentName
+                                            : name,
+                    kMaxValueBytes);
 }
 
 std::string sizeText(std::uint64_t bytes)
 {
-    constexpr std::array<const char *, 6> kUnits = {"kB", "MB", "GB", "TB", "PB", "EB"};
-    constexpr std::uint64_t kStep = 1000;
-    if (bytes < kStep)
+    if (bytes < 1000)
         return std::to_string(bytes) + " B";
-    std::size_t unit = 0;
-    auto whole = bytes / kStep;
-    auto rest = bytes % kStep;
-    for (; whole >= kStep; ++unit) {
-        rest = whole % kStep;
-        whole /= kStep;
-    }
-    const auto tenths = whole < 10 ? "." + std::to_string(rest / 100) : "";
-    return std::to_string(whole) + tenths + " " + kUnits[unit];
+    const char *unit = "kMGTPE";
+    for (; bytes >= 1000000; bytes /= 1000)
+        ++unit;
+    const auto tenths = bytes < 10000 ? "." + std::to_string(bytes % 1000 / 100) : "";
+    return std::to_string(bytes / 1000) + tenths + " " + *unit + "B";
 }

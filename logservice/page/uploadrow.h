@@ -17,8 +17,9 @@ std::string timeHtml(const IndexedUpload &upload);
 /// Returns the links to what is stored of \a upload: the file as text, as a download, and the fields.
 std::string fileLinks(const IndexedUpload &upload);
 
-/// Returns what \a upload is called: the file's name as it was sent, or the name under which it is stored.
-std::string fileTitle(const IndexedUpload &upload);
+/// Returns what \a upload is called as HTML: what a report tells, since the files of all reports have the same name;
+/// else the file's name as it was sent, or the one under which it is stored.
+std::string titleHtml(const IndexedUpload &upload);
 
 /// Returns \a bytes for people, such as 999 B, 1.5 kB or 20 MB; a kilobyte has 1000 bytes.
 std::string sizeText(std::uint64_t bytes);

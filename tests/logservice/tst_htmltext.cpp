@@ -1,4 +1,4 @@
-#include "page/htmltext.h"
+#include "page/html.h"
 
 #include <QtTest/QtTest>
 

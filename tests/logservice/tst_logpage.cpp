@@ -37,6 +37,7 @@ class TestLogPage : public QObject
 private slots:
     void showsARecord();
     void showsLinesWithoutLevels();
+    void isCalledWhatAReportTells();
     void linksToARowWhereItStands();
     void linksToARowThatWasFoundAmongItsNeighbours();
     void linksToARowThatWasFoundBackwards();
@@ -73,6 +74,19 @@ void TestLogPage::showsLinesWithoutLevels()
     QVERIFY(text.contains(QStringLiteral("<tr id=\"b350\"><th scope=\"row\">")));
     QVERIFY(text.contains(QStringLiteral("</th><td class=\"text\"><bdi>plain</bdi></td></tr>")));
     QVERIFY(!text.contains(QStringLiteral("name=\"level\"")));
+}
+
+/// The files of all reports have the same name.
+void TestLogPage::isCalledWhatAReportTells()
+{
+    LogView view = viewOfOneRecord();
+    view.upload.fileName.reset();
+    view.upload.contentName = "error.json";
+    QVERIFY(html(view).contains(QStringLiteral("<h1><bdi>error.json</bdi></h1>")));
+    view.upload.message = "3: " + std::string(300, 'x');
+    const QString shown = QStringLiteral("3: ") + QString(197, QLatin1Char('x')) + QChar(0x2026);
+    QVERIFY(html(view).contains(QStringLiteral("<h1><bdi>%1</bdi></h1>").arg(shown)));
+    QVERIFY(html(view).contains(QStringLiteral("<title>%1 - ").arg(shown)));
 }
 
 void TestLogPage::linksToARowWhereItStands()
@@ -151,8 +165,7 @@ void TestLogPage::escapesEverything()
 void TestLogPage::drawsDaysByKind()
 {
     const QString svg = QString::fromStdString(
-        uploadChart({{"2026-02-28", "crash", 1}, {"2026-02-28", "logfile", 3}, {"2026-03-01", "crash", 2}},
-                    {"crash", "logfile"}, {}));
+        uploadChart({{"2026-02-28", "crash", 1}, {"2026-02-28", "logfile", 3}, {"2026-03-01", "crash", 2}}, {}));
     QVERIFY(svg.contains(QStringLiteral("<title id=\"chart-title\">Uploads per day by kind</title>")));
     QVERIFY(
         svg.contains(QStringLiteral("<desc id=\"chart-text\">2026-01-31 to 2026-03-01: 3 crash, 3 logfile</desc>")));
@@ -170,22 +183,22 @@ void TestLogPage::drawsDaysByKind()
 
 void TestLogPage::linksFromADayToItsUploads()
 {
-    const QString svg = QString::fromStdString(uploadChart(
-        {{"2026-02-28", "crash", 1}}, {"crash"}, {{"user", "ann"}, {"since", "2026-01-01"}, {"before", "7-crash"}}));
+    const QString svg = QString::fromStdString(
+        uploadChart({{"2026-02-28", "crash", 1}}, {{"user", "ann"}, {"since", "2026-01-01"}, {"before", "7-crash"}}));
     QVERIFY(svg.contains(QStringLiteral("href=\"/?since=2026-02-28&amp;until=2026-02-28&amp;user=ann\"")));
 }
 
 void TestLogPage::drawsNoDaysThatDoNotFit()
 {
     const QString svg =
-        QString::fromStdString(uploadChart({{"2020-01-01", "crash", 1000}, {"2026-02-28", "crash", 1}}, {"crash"}, {}));
+        QString::fromStdString(uploadChart({{"2020-01-01", "crash", 1000}, {"2026-02-28", "crash", 1}}, {}));
     QCOMPARE(svg.count(QStringLiteral("<a ")), 1);
     QVERIFY(svg.contains(QStringLiteral("at most 1 a day")));
 }
 
 void TestLogPage::drawsNothingWithoutUploads()
 {
-    QCOMPARE(uploadChart({}, {"crash"}, {}), std::string());
+    QCOMPARE(uploadChart({}, {}), std::string());
 }
 
 QTEST_GUILESS_MAIN(TestLogPage)

@@ -53,6 +53,16 @@ LogQuery before(std::uint64_t offset)
     return query;
 }
 
+/// -1 where the system does not say.
+qint64 bytesReadByThisProcess()
+{
+    QFile counters(QStringLiteral("/proc/self/io"));
+    if (!counters.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray first = counters.readLine();
+    return first.startsWith("rchar: ") ? first.mid(7).trimmed().toLongLong() : -1;
+}
+
 LogQuery words(const std::vector<std::string> &list)
 {
     LogQuery query;
@@ -88,7 +98,9 @@ private slots:
     void filtersByWords_data();
     void filtersByWords();
     void filtersBackward();
+    void findsTheSameInBothDirections();
     void looksAtSoManyBytesAtOnce();
+    void readsABackwardPageOnce();
     void showsSoManyBytesAtOnce();
     void showsLongRowsInPieces();
     void losesNoByteOfAnyFile();
@@ -276,6 +288,33 @@ void TestLogReader::filtersBackward()
     QCOMPARE(texts(read(log, query, rows(1))), QStringList(QStringLiteral("needle 1")));
 }
 
+void TestLogReader::findsTheSameInBothDirections()
+{
+    QByteArray log;
+    for (int i = 0; log.size() < 1000000; ++i)
+        log += record(QByteArray(i % 400, 'x'));
+    // Pages that go beyond what is read at a time.
+    LogLimits limits = rows(1500);
+    limits.maxShownBytes = quint64(log.size());
+    LogQuery query;
+    QList<quint64> forward;
+    for (query.from = 0; query.from < quint64(log.size());) {
+        const LogPage page = read(log, query, limits);
+        for (const LogRow &row : page.rows)
+            forward << row.offset;
+        query.from = page.end;
+    }
+    QList<quint64> backward;
+    for (query.before = log.size(); query.before > 0U;) {
+        const LogPage page = read(log, query, limits);
+        for (auto row = page.rows.rbegin(); row != page.rows.rend(); ++row)
+            backward.prepend(row->offset);
+        query.before = page.begin;
+    }
+    QCOMPARE(forward.size(), log.count("[Debug]"));
+    QCOMPARE(backward, forward);
+}
+
 void TestLogReader::looksAtSoManyBytesAtOnce()
 {
     const QByteArray log = record("needle") + numberedRecords(10000) + record("needle");
@@ -295,6 +334,27 @@ void TestLogReader::looksAtSoManyBytesAtOnce()
     page = read(log, query, limits);
     QVERIFY(page.rows.empty());
     QVERIFY(page.end - page.begin >= limits.maxReadBytes && page.end - page.begin < 2 * limits.maxReadBytes);
+}
+
+/// As the system has counted it.
+void TestLogReader::readsABackwardPageOnce()
+{
+    if (bytesReadByThisProcess() < 0)
+        QSKIP("the system does not count what a process reads");
+    const StoredScene scene;
+    const QByteArray log = numberedRecords(100000);
+    QVERIFY(scene.write(QStringLiteral("000001-logfile/file.bin"), log));
+    const auto file = StoredFile::open(scene.folder(), *parseUploadId("000001-logfile"), "file.bin");
+    QVERIFY(file);
+    for (LogQuery query : {from(0), before(file->size())}) {
+        query.words = {"no such text"};
+        const qint64 begin = bytesReadByThisProcess();
+        const LogPage page = readLog(*file, query);
+        const qint64 count = bytesReadByThisProcess() - begin;
+        QCOMPARE(page.end - page.begin, file->size());
+        QVERIFY2(count >= log.size() && count < log.size() * 5 / 4,
+                 qPrintable(QStringLiteral("%1 of %2").arg(count).arg(log.size())));
+    }
 }
 
 void TestLogReader::showsSoManyBytesAtOnce()

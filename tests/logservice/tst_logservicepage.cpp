@@ -39,6 +39,8 @@ private slots:
     void answersHead();
     void refusesPlacesInALogThatMakeNoSense_data();
     void refusesPlacesInALogThatMakeNoSense();
+    void refusesParametersThatItDoesNotKnow_data();
+    void refusesParametersThatItDoesNotKnow();
     void findsNothingElse_data();
     void findsNothingElse();
     void followsNoLinks();
@@ -158,11 +160,13 @@ void TestLogServicePage::offersDownloads()
                     "<b>")
                  .status,
              200);
-    const RawAnswer file = get("/uploads/000001-logfile/file?download");
-    QCOMPARE(file.body, QByteArray("<b>"));
-    for (const char *line : {"Content-Type: application/octet-stream", "X-Content-Type-Options: nosniff",
-                             "Content-Disposition: attachment; filename=\"000001-logfile-.._Gespr_ch_7_.log\""})
-        QVERIFY2(file.head.contains(QByteArray("\r\n") + line + "\r\n"), file.head.constData());
+    for (const char *target : {"/uploads/000001-logfile/file?download", "/uploads/000001-logfile/file?download=1"}) {
+        const RawAnswer file = get(target);
+        QCOMPARE(file.body, QByteArray("<b>"));
+        for (const char *line : {"Content-Type: application/octet-stream", "X-Content-Type-Options: nosniff",
+                                 "Content-Disposition: attachment; filename=\"000001-logfile-.._Gespr_ch_7_.log\""})
+            QVERIFY2(file.head.contains(QByteArray("\r\n") + line + "\r\n"), file.head.constData());
+    }
 }
 
 void TestLogServicePage::servesFieldsAndDocuments()
@@ -232,6 +236,30 @@ void TestLogServicePage::refusesPlacesInALogThatMakeNoSense()
     const RawAnswer answer = get("/uploads/000001-logfile/log?" + query);
     QCOMPARE(answer.status, 400);
     QVERIFY2(answer.body.startsWith(reason), answer.body.constData());
+}
+
+void TestLogServicePage::refusesParametersThatItDoesNotKnow_data()
+{
+    QTest::addColumn<QByteArray>("target");
+    QTest::addColumn<QByteArray>("reason");
+    const auto add = [](const char *target, const char *reason) {
+        QTest::newRow(target) << QByteArray(target) << QByteArray(reason);
+    };
+    add("/uploads/000001-logfile/file?raw=1", "there is no parameter \"raw\"\n");
+    add("/uploads/000001-logfile/file?download&x", "there is no parameter \"x\"\n");
+    add("/uploads/000001-logfile/file?download&download=1", "download is there more than once\n");
+    add("/uploads/000001-logfile/fields?download", "there is no parameter \"download\"\n");
+    add("/uploads/000001-logfile/fields?x=", "there is no parameter \"x\"\n");
+    add("/style.css?x=1", "there is no parameter \"x\"\n");
+}
+
+void TestLogServicePage::refusesParametersThatItDoesNotKnow()
+{
+    QFETCH(QByteArray, target);
+    QCOMPARE(upload("a.log", "bytes").status, 200);
+    const RawAnswer answer = get(target);
+    QCOMPARE(answer.status, 400);
+    QTEST(answer.body, "reason");
 }
 
 void TestLogServicePage::findsNothingElse_data()

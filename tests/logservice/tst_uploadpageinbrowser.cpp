@@ -1,7 +1,10 @@
 #include "browser.h"
+#include "support/files/fileio.h"
+#include "support/server/rawclient.h"
 #include "support/tool/logserviceprocess.h"
 #include "support/tool/toolsetup.h"
 #include "support/wire/endpoints.h"
+#include "support/wire/multipartform.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
@@ -73,8 +76,14 @@ private slots:
     void showsFieldsAsText();
     void opensALogByRecords();
     void drawsTheUploadsOfTheDay();
+    void isNoWiderThanTheScreen_data();
+    void isNoWiderThanTheScreen();
 
 private:
+    QByteArray get(const QByteArray &target)
+    {
+        return RawClient::ask(service_.port(), "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n").body;
+    }
     QString load(const QString &target)
     {
         return QString::fromUtf8(
@@ -203,6 +212,40 @@ void TestUploadPageInBrowser::drawsTheUploadsOfTheDay()
     const QString document = load(QStringLiteral("/"));
     QVERIFY(document.contains(QStringLiteral("<rect class=\"kind-producer\"")));
     QVERIFY(document.contains(QStringLiteral(": 3 logfile, 1 producer</desc>")));
+}
+
+void TestUploadPageInBrowser::isNoWiderThanTheScreen_data()
+{
+    QTest::addColumn<QString>("room");
+    const QString name(300, QLatin1Char('n'));
+    QTest::newRow("long names") << QStringLiteral("nickname-%1.loginname-%1.userid-%1.roomid-%1.roomname-%1").arg(name);
+    QTest::newRow("no names") << name;
+}
+
+/// The pages themselves have no scripts: one is added to a copy, to measure it.
+void TestUploadPageInBrowser::isNoWiderThanTheScreen()
+{
+    QFETCH(QString, room);
+    const QString name(300, QLatin1Char('f'));
+    const QByteArray answer =
+        RawClient::ask(service_.port(), post(kLogFilePath, formType(), logForm(room, name, name, QByteArray(300, 'x'))))
+            .body;
+    const QTemporaryDir folder;
+    const QString copy = folder.filePath(QStringLiteral("copy.html"));
+    static const QRegularExpression row(QStringLiteral("<tr id=\"([^\"]*)\""));
+    const QByteArray id = row.match(QString::fromUtf8(get("/"))).captured(1).toUtf8();
+    QVERIFY2(!id.isEmpty(), answer.constData());
+    for (const QByteArray &target : {QByteArray("/"), "/uploads/" + id + "/log"}) {
+        QByteArray page = get(target);
+        page.replace("<link rel=\"stylesheet\" href=\"/style.css\">",
+                     "<style>" + get("/style.css") + "html { width: 390px }</style>");
+        page.replace("</body>", "<script>document.title = document.documentElement.scrollWidth <= innerWidth &&"
+                                "[...document.querySelectorAll('main, main *:not(thead, thead *)')].every("
+                                "e => e.getBoundingClientRect().right <= 390) ? 'fits' : 'too wide'</script></body>");
+        QVERIFY(writeFile(copy, page));
+        QCOMPARE(title(QString::fromUtf8(browser::documentOf(QUrl::fromLocalFile(copy).toString()))),
+                 QStringLiteral("fits"));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestUploadPageInBrowser)

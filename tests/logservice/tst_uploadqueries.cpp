@@ -40,6 +40,7 @@ private slots:
     void findsWordsInEitherLetterCase_data();
     void findsWordsInEitherLetterCase();
     void leadsBackToNewerUploads();
+    void leadsBackFromBehindTheOldest();
     void tellsErrorReportsApart();
     void refusesWhatMakesNoSense_data();
     void refusesWhatMakesNoSense();
@@ -142,6 +143,25 @@ void TestUploadQueries::leadsBackToNewerUploads()
     const RawAnswer newer = get("/?limit=1&after=000002-logfile");
     QVERIFY(newer.body.contains("<tr id=\"000003-error\">"));
     QVERIFY(newer.body.contains("1 to 1"));
+}
+
+void TestUploadQueries::leadsBackFromBehindTheOldest()
+{
+    QVERIFY(storeExamples());
+    QVERIFY(restart());
+    for (const char *query : {"before=000001-logfile", "before=0-a", "kind=error&before=000002-logfile"}) {
+        const QByteArray page = get(QByteArray("/?limit=1&") + query).body;
+        QVERIFY2(page.contains("No upload matches."), page.constData());
+        const int link = page.indexOf("\">Newer uploads</a>");
+        QVERIFY2(link > 0, page.constData());
+        const QByteArray target = page.left(link).mid(page.lastIndexOf('"', link - 1) + 1).replace("&amp;", "&");
+        const QByteArray nearest = get(target).body;
+        const bool isFiltered = QByteArray(query).startsWith("kind");
+        QVERIFY2(nearest.contains(isFiltered ? "<tr id=\"000003-error\">" : "<tr id=\"000001-logfile\">"),
+                 nearest.constData());
+        QVERIFY(!nearest.contains("Older uploads"));
+    }
+    QVERIFY(!get("/?text=nothing").body.contains("Newer uploads"));
 }
 
 void TestUploadQueries::tellsErrorReportsApart()
