@@ -76,7 +76,7 @@ endfunction()
 
 # kx_add_test_headers(<name> <library> <header>...): has those headers compiled, and what most tests include; with all of
 # Qt among them each test would take a quarter longer. Parsing them is most of what compiling a test takes.
-file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/generated/kxtestheaders.cpp"
+file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/generated/kxtestheaders.cpp"
     CONTENT "// Only here to have the headers compiled.\n")
 function(kx_add_test_headers name library)
     add_library(${name} OBJECT "${PROJECT_BINARY_DIR}/generated/kxtestheaders.cpp")
