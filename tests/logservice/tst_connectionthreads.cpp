@@ -100,13 +100,15 @@ void TestConnectionThreads::waitsForAThreadWhenThereIsNoMemoryForAnother()
     Connection first;
     Connection second;
     ConnectionThreads threads(2);
-    threads.enqueue(first.work());
-    QVERIFY(first.waitUntilServed());
-
-    auto accepting = std::async(std::launch::async, [&threads, work = second.work()]() mutable {
+    const auto enqueue = [&threads](std::function<void()> work) {
         hasNoMemory = true;
         threads.enqueue(std::move(work));
-    });
+        hasNoMemory = false;
+    };
+    enqueue(first.work());
+    QVERIFY(first.waitUntilServed());
+
+    auto accepting = std::async(std::launch::async, [&] { enqueue(second.work()); });
     const bool isCrowded = QTest::qWaitFor([&] { return threads.isCrowded(); }, kPatienceMs);
     first.end.set_value();
     const bool isServed = second.waitUntilServed();
