@@ -5,20 +5,20 @@
 #include <string>
 #include <vector>
 
-/// What the body of a form part has to be.
+/// What a part has to be.
 enum class Content {
     Text, ///< any text
     Json, ///< a JSON object
     File, ///< bytes that come with a file name
 };
 
-/// One part of a form.
-struct Field
+/// One part of what is sent.
+struct Part
 {
-    std::string name;
+    std::string name;     ///< in the form; empty: the part is the whole body
     std::string storedAs; ///< name of the file in the upload's folder
     Content content;
-    std::vector<Member> members; ///< of a JSON object
+    std::vector<Member> members = {}; ///< of a JSON object
 };
 
 enum class Port { Main, Report };
@@ -29,10 +29,10 @@ struct Endpoint
     std::string kind; ///< short name, also the end of the stored folder's name
     std::string path;
     Port port;
-    std::vector<Field> form;        ///< the parts in the order in which they have to come; empty: the body is JSON
-    std::string document;           ///< name of the file that stores a JSON body; empty for forms
-    std::vector<Member> members;    ///< of a JSON body
+    std::vector<Part> parts;        ///< in the order in which they have to come
     std::vector<std::string> shown; ///< JSON pointers to the fields that the request log shows: who and where
+
+    bool isForm() const { return !parts.front().name.empty(); }
 };
 
 /// Every endpoint of the service.

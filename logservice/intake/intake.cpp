@@ -2,21 +2,12 @@
 
 #include "http/foreignpages.h"
 #include "http/listener.h"
-#include "intake/formbody.h"
-#include "intake/jsonbody.h"
+#include "intake/requestbody.h"
 #include "text/characters.h"
 
 #include <algorithm>
 
 namespace {
-
-std::unique_ptr<RequestBody> makeBody(const Endpoint &endpoint, const std::string &contentType, UploadStore &store,
-                                      UploadRecord &record)
-{
-    if (endpoint.form.empty())
-        return std::make_unique<JsonBody>(endpoint, store, record);
-    return std::make_unique<FormBody>(endpoint, contentType, store, record);
-}
 
 /// Calls \a step and returns why it failed, if it did.
 template<typename Step>
@@ -64,10 +55,10 @@ Intake takeIn(const Endpoint &endpoint, const httplib::Request &request, const h
     if (intake.refusal)
         return intake;
 
-    std::unique_ptr<RequestBody> body;
+    std::optional<RequestBody> body;
     intake.refusal = refusalOf([&] {
         refusePagePost(request);
-        body = makeBody(endpoint, contentTypeOf(request), store, intake.record);
+        body.emplace(endpoint, contentTypeOf(request), store, intake.record);
     });
 
     std::uint64_t received = 0;
