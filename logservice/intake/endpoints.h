@@ -1,9 +1,22 @@
 #pragma once
 
-#include "intake/documentmembers.h"
-
 #include <string>
 #include <vector>
+
+/// What the value of a member has to be.
+enum class MemberType {
+    Text,
+    WholeNumber,
+    Rooms, ///< a list of objects, each with the texts room_name and room_sdk_id
+};
+
+/// A member of a document that clients send.
+struct Member
+{
+    std::string name;
+    MemberType type = MemberType::Text;
+    bool isRequired = true;
+};
 
 /// What a part has to be.
 enum class Content {
@@ -18,7 +31,7 @@ struct Part
     std::string name;     ///< in the form; empty: the part is the whole body
     std::string storedAs; ///< name of the file in the upload's folder
     Content content;
-    std::vector<Member> members = {}; ///< of a JSON object
+    std::vector<Member> members = {}; ///< of a JSON object, which may have others too: later clients have more to say
 };
 
 enum class Port { Main, Report };

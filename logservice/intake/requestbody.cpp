@@ -5,11 +5,57 @@
 #include "text/quotedtext.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
 // Texts and documents are held in memory; files are not, and have no largest size.
 constexpr std::size_t kMaxHeldBytes = std::size_t{8} * 1024 * 1024;
+
+bool isText(const nlohmann::json &document, const char *member)
+{
+    return document.contains(member) && document[member].is_string();
+}
+
+bool isRoom(const nlohmann::json &value)
+{
+    return isText(value, "room_name") && isText(value, "room_sdk_id");
+}
+
+bool isWholeNumber(const nlohmann::json &value)
+{
+    return value.is_number_integer() ||
+           (value.is_number_float() && std::trunc(value.get<double>()) == value.get<double>());
+}
+
+/// What \a value is not, although \a type wants it to be; null when it is.
+const char *missed(MemberType type, const nlohmann::json &value)
+{
+    switch (type) {
+    case MemberType::Text:
+        return value.is_string() ? nullptr : "a text";
+    case MemberType::WholeNumber:
+        return isWholeNumber(value) ? nullptr : "a whole number";
+    case MemberType::Rooms:
+        return value.is_array() && std::all_of(value.begin(), value.end(), isRoom) ? nullptr : "a list of rooms";
+    }
+    return nullptr;
+}
+
+/// What is wrong with the object \a document, such as: the member "Level" is missing; empty when nothing is.
+std::string problemOf(const nlohmann::json &document, const std::vector<Member> &members)
+{
+    for (const auto &member : members) {
+        const auto found = document.find(member.name);
+        if (found == document.end()) {
+            if (member.isRequired)
+                return "the member " + quotedText(member.name) + " is missing";
+        } else if (const auto *what = missed(member.type, *found)) {
+            return "the member " + quotedText(member.name) + " is not " + what;
+        }
+    }
+    return {};
+}
 
 } // namespace
 

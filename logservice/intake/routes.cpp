@@ -4,7 +4,6 @@
 #include "intake/intake.h"
 #include "text/quotedtext.h"
 
-#include <algorithm>
 #include <thread>
 
 namespace {
@@ -14,16 +13,13 @@ constexpr char kAnyPath[] = R"([\s\S]*)";
 
 constexpr std::size_t kMaxAboutBytes = 80; // of what a line says of user and room
 
-bool isEndpoint(Port port, const std::string &path)
-{
-    const auto &table = endpoints();
-    return std::any_of(table.begin(), table.end(),
-                       [&](const Endpoint &endpoint) { return endpoint.port == port && endpoint.path == path; });
-}
-
 Refusal strayRefusal(Port port, const std::string &path)
 {
-    return isEndpoint(port, path) ? Refusal(405, "only POST is taken here") : Refusal(404, "there is nothing here");
+    for (const auto &endpoint : endpoints()) {
+        if (endpoint.port == port && endpoint.path == path)
+            return {405, "only POST is taken here"};
+    }
+    return {404, "there is nothing here"};
 }
 
 /// The reason for a request that the library turned down by itself.
