@@ -106,27 +106,29 @@ void TestLogServiceConnections::holdsNoFileInMemory_data()
 {
     QTest::addColumn<QByteArray>("method");
     QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<int>("megabytes");
     QTest::addColumn<int>("status");
-    QTest::newRow("taken") << QByteArray("POST") << kLogFilePath << 200;
-    QTest::newRow("unknown path") << QByteArray("POST") << QByteArray("/nope") << 404;
-    QTest::newRow("PUT") << QByteArray("PUT") << kLogFilePath << 405;
-    QTest::newRow("PATCH") << QByteArray("PATCH") << kLogFilePath << 405;
-    QTest::newRow("DELETE") << QByteArray("DELETE") << kLogFilePath << 405;
+    // Later versions of the HTTP library take 100 MB unless they are told otherwise.
+    QTest::newRow("taken") << QByteArray("POST") << kLogFilePath << 104 << 200;
+    QTest::newRow("unknown path") << QByteArray("POST") << QByteArray("/nope") << 64 << 404;
+    QTest::newRow("PUT") << QByteArray("PUT") << kLogFilePath << 64 << 405;
+    QTest::newRow("PATCH") << QByteArray("PATCH") << kLogFilePath << 64 << 405;
+    QTest::newRow("DELETE") << QByteArray("DELETE") << kLogFilePath << 64 << 405;
 }
 
 void TestLogServiceConnections::holdsNoFileInMemory()
 {
     QFETCH(QByteArray, method);
     QFETCH(QByteArray, path);
+    QFETCH(int, megabytes);
     constexpr int kMegabyte = 1024 * 1024;
     QCOMPARE(upload("first.log", QByteArray(kMegabyte, 'x')).status, 200);
     const qint64 before = residentKilobytes(service().processId());
     QVERIFY(before > 0);
 
-    // The buffers of the two sockets hold a few megabytes of it at most. Later versions of the HTTP library take
-    // 100 MB unless they are told otherwise.
+    // The buffers of the two sockets hold a few megabytes of it at most.
     const QByteArray request =
-        method + post(path, formType(), logForm("a.log", QByteArray(104 * kMegabyte, 'x'))).mid(4);
+        method + post(path, formType(), logForm("a.log", QByteArray(megabytes * kMegabyte, 'x'))).mid(4);
     RawClient client(service().port());
     QVERIFY(client.send(request.left(request.size() - 10)));
     const qint64 after = residentKilobytes(service().processId());
