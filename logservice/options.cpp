@@ -81,11 +81,8 @@ It listens on 127.0.0.1 only and runs until it is interrupted (Ctrl+C).
 
 Example: take uploads on port 9000, keep them in build/uploads and turn each of them down with code 3
   kxlogservice --port 9000 --no-report --dir build/uploads --code 3
-or have a client wait for three seconds and then take each of its uploads for lost:
-  kxlogservice --status 500 --delay 3000
 Then, from another terminal:
   curl -F room=nickname-ann. -F namespace=demo -F file=@client.log http://127.0.0.1:9000/logsys/client/v1/logfile/upload
-and look at http://127.0.0.1:9000/ in a browser.
 
 A stored upload is a folder such as build/uploads/000001-logfile with one file per form field (room.txt,
 namespace.txt), the uploaded bytes (file.bin) and a summary (upload.json). Nobody but you may read it; a FOLDER

@@ -28,7 +28,7 @@ bool Connection::waitForRequest()
     begin_ = Clock::now();
     lineBytes_ = 0;
     lines_ = 0;
-    if (position_ == filled_ && !(waitInHead(limits_.idle) && fill()))
+    if (position_ == filled_ && !(wait(POLLIN, begin_ + limits_.idle, begin_ + limits_.crowded) && fill()))
         return false;
     begin_ = Clock::now();
     return true;
@@ -76,51 +76,32 @@ ssize_t Connection::write(const char *bytes, std::size_t count)
     }
 }
 
-bool Connection::waitFor(short events, Clock::time_point end) const
-{
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
-    pollfd state = {socket_, events, 0};
-    return ::poll(&state, 1, static_cast<int>(std::max<std::int64_t>(left, 0))) > 0;
-}
-
-/// Waits for bytes until \a limit has passed since the beginning, or less when others wait for the connection's end.
-bool Connection::waitInHead(ConnectionLimits::Time limit) const
+/// Waits to read or write until \a end, or only until \a crowdedEnd while others wait for the connection's end.
+bool Connection::wait(short events, Clock::time_point end, Clock::time_point crowdedEnd) const
 {
     for (;;) {
-        const auto now = Clock::now();
-        const auto end = begin_ + (isCrowded_() ? std::min(limits_.crowded, limit) : limit);
-        if (waitFor(POLLIN, std::min(now + kLookAround, end)))
+        const auto left = (isCrowded_() ? std::min(end, crowdedEnd) : end) - Clock::now();
+        const auto step = std::chrono::ceil<std::chrono::milliseconds>(std::min<Clock::duration>(left, kLookAround));
+        pollfd state = {socket_, events, 0};
+        if (::poll(&state, 1, static_cast<int>(std::max<std::int64_t>(step.count(), 0))) > 0)
             return true;
-        if (now >= end)
+        if (left <= Clock::duration::zero())
             return false;
     }
 }
 
-/// How long to wait for the next byte of a body or an answer.
-Connection::Clock::time_point Connection::endOfPatience() const
-{
-    const auto granted = limits_.leeway + std::chrono::seconds(moved_ / limits_.bytesPerSecond);
-    return std::min(Clock::now() + limits_.silence, begin_ + granted);
-}
-
-/// Waits to read or write within a body or an answer, for less long when others wait for the connection's end.
+/// Waits to read or write within a body or an answer.
 bool Connection::waitInBody(short events) const
 {
-    const auto begin = Clock::now();
-    const auto last = endOfPatience();
-    for (;;) {
-        const auto now = Clock::now();
-        const auto end = isCrowded_() ? std::min(last, begin + limits_.crowdedSilence) : last;
-        if (waitFor(events, std::min(now + kLookAround, end)))
-            return true;
-        if (now >= end)
-            return false;
-    }
+    const auto now = Clock::now();
+    const auto granted = limits_.leeway + std::chrono::seconds(moved_ / limits_.bytesPerSecond);
+    return wait(events, std::min<Clock::time_point>(now + limits_.silence, begin_ + granted),
+                now + limits_.crowdedSilence);
 }
 
 bool Connection::waitForBytes() const
 {
-    return isInHead_ ? waitInHead(limits_.head) : waitInBody(POLLIN);
+    return isInHead_ ? wait(POLLIN, begin_ + limits_.head, begin_ + limits_.crowded) : waitInBody(POLLIN);
 }
 
 /// Reads what has come, after waiting for it if need be. Returns false when nothing comes any more.

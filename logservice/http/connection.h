@@ -56,10 +56,8 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    bool waitFor(short events, Clock::time_point end) const;
+    bool wait(short events, Clock::time_point end, Clock::time_point crowdedEnd) const;
     bool waitInBody(short events) const;
-    bool waitInHead(ConnectionLimits::Time limit) const;
-    Clock::time_point endOfPatience() const;
     bool waitForBytes() const;
     bool fill();
     bool isWithinLines(const char *bytes, std::size_t count, bool isSingle);

@@ -1,6 +1,6 @@
 #include "http/connectionthreads.h"
 
-#include <system_error>
+#include <exception>
 
 ConnectionThreads::ConnectionThreads(std::size_t maxThreads) : maxThreads_(maxThreads)
 {
@@ -36,8 +36,8 @@ bool ConnectionThreads::startThread()
     try {
         threads_.emplace_back([this] { run(); });
         return true;
-    } catch (const std::system_error &) {
-        return false; // the system allows no more
+    } catch (const std::exception &) {
+        return false; // the system allows no more, or has no memory for it
     }
 }
 

@@ -2,22 +2,16 @@
 
 #include "http/refusal.h"
 
-#include <algorithm>
-#include <cctype>
+#include <regex>
 
 namespace {
 
 constexpr int kForbidden = 403;
 
-bool isThisMachine(std::string host)
+bool isThisMachine(const std::string &host)
 {
-    const auto behindPort = host.size();
-    const auto colon = host.find_last_not_of("0123456789");
-    if (colon != std::string::npos && host[colon] == ':' && colon + 1 < behindPort && behindPort <= colon + 6)
-        host.resize(colon);
-    std::transform(host.begin(), host.end(), host.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return host == "127.0.0.1" || host == "localhost" || host == "[::1]";
+    static const std::regex pattern(R"((127\.0\.0\.1|localhost|\[::1\])(:[0-9]{1,5})?)", std::regex::icase);
+    return std::regex_match(host, pattern);
 }
 
 } // namespace

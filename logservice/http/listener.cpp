@@ -4,8 +4,10 @@
 #include "http/connectionthreads.h"
 
 #include <cerrno>
+#include <limits>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -38,8 +40,27 @@ public:
     Server()
     {
         new_task_queue = [this] { return threads_ = new ConnectionThreads(kConnections); };
+        // The library's own default lets two servers share a port without a word.
+        set_socket_options([](socket_t socket) {
+            const int yes = 1;
+            ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+        });
         set_tcp_nodelay(true);
         set_keep_alive_max_count(kRequestsPerConnection);
+        // Later versions of the library refuse what is larger than 100 MB.
+        set_payload_max_length(std::numeric_limits<std::size_t>::max());
+    }
+
+    /// Returns the port.
+    int bind(int port)
+    {
+        const bool isBound = port == 0 ? (port = bind_to_any_port(kHost)) > 0 : bind_to_port(kHost, port);
+        if (!isBound)
+            throw std::runtime_error("cannot listen on port " + std::to_string(port) + " of " + kHost + ": " +
+                                     std::error_code(errno, std::generic_category()).message());
+        // The library lets five connections wait; more at a time would be put off by a second and longer.
+        ::listen(svr_sock_, SOMAXCONN);
+        return port;
     }
 
 private:
@@ -71,12 +92,13 @@ private:
         return (this->*request)(stream, isLast, isClosed, setup);
     }
 
-    /// Later versions of the library want to be told the addresses.
+    /// Later versions of the library want to be told the addresses, and have more to tell.
+    template<typename... More>
     bool process(bool (Base::*request)(Stream &, const std::string &, int, const std::string &, int, bool, bool &,
-                                       const Setup &),
+                                       const Setup &, More...),
                  Stream &stream, bool isLast, bool &isClosed, const Setup &setup)
     {
-        return (this->*request)(stream, kHost, 0, kHost, 0, isLast, isClosed, setup);
+        return (this->*request)(stream, kHost, 0, kHost, 0, isLast, isClosed, setup, More{}...);
     }
 
     ConnectionThreads *threads_ = nullptr; ///< the library's, there as long as it listens
@@ -84,40 +106,18 @@ private:
 
 } // namespace
 
-Listener::Listener(int port) : server_(std::make_unique<Server>())
+Listener::Listener(int port)
 {
-    // The library's own default lets two servers share a port without a word.
-    server_->set_socket_options([this](socket_t socket) {
-        const int yes = 1;
-        ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-        listening_ = socket;
-    });
-
-    port_ = port;
-    const bool isBound =
-        port == 0 ? (port_ = server_->bind_to_any_port(kHost)) > 0 : server_->bind_to_port(kHost, port);
-    if (!isBound)
-        throw std::runtime_error("cannot listen on port " + std::to_string(port) + " of " + kHost + ": " +
-                                 std::error_code(errno, std::generic_category()).message());
-    // The library lets five connections wait; more at a time would be put off by a second and longer.
-    ::listen(listening_, SOMAXCONN);
-}
-
-Listener::~Listener()
-{
-    if (thread_.joinable())
-        thread_.join();
+    auto server = std::make_unique<Server>();
+    port_ = server->bind(port);
+    server_ = std::move(server);
 }
 
 void Listener::start(const std::function<void()> &failed)
 {
-    std::promise<void> end;
-    end_ = end.get_future();
-    thread_ = std::thread([this, failed, end = std::move(end)]() mutable {
-        server_->listen_after_bind();
-        if (!isStopping_)
+    end_ = std::async(std::launch::async, [this, failed]() noexcept {
+        if (!server_->listen_after_bind())
             failed();
-        end.set_value();
     });
     // A server that does not run yet ignores stop().
     while (!server_->is_running() && end_.wait_for(std::chrono::milliseconds(0)) != std::future_status::ready)
@@ -126,7 +126,6 @@ void Listener::start(const std::function<void()> &failed)
 
 bool Listener::stop(std::chrono::milliseconds patience)
 {
-    isStopping_ = true;
     server_->stop();
     return end_.wait_for(patience) == std::future_status::ready;
 }

@@ -2,23 +2,19 @@
 
 #include <httplib.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
 #include <string>
-#include <thread>
 
-/// An HTTP server on one port of 127.0.0.1, running in threads of its own.
+/// An HTTP server on one port of 127.0.0.1, running in threads of its own. Its end waits until the last connection has
+/// ended.
 class Listener
 {
 public:
     /// Takes \a port, or a free one for 0. Throws std::runtime_error with the system's reason when it cannot be had.
     explicit Listener(int port);
-
-    /// Waits until the last connection has ended.
-    ~Listener();
 
     int port() const { return port_; }
 
@@ -33,12 +29,9 @@ public:
     bool stop(std::chrono::milliseconds patience);
 
 private:
-    const std::unique_ptr<httplib::Server> server_;
-    socket_t listening_ = INVALID_SOCKET;
+    std::unique_ptr<httplib::Server> server_;
     int port_ = 0;
-    std::atomic<bool> isStopping_ = false;
-    std::thread thread_;
-    std::future<void> end_;
+    std::future<void> end_; ///< of serving
 };
 
 /// Returns the content type that a client gave \a request.

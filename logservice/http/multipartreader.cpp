@@ -10,11 +10,12 @@ constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kHeaderEnd = "\r\n\r\n";
 constexpr std::string_view kClosing = "--";
 constexpr std::size_t kMaxHeaderBytes = std::size_t{64} * 1024;
+constexpr char kBehind[] = "there are bytes behind the closing boundary";
 
 } // namespace
 
 MultipartReader::MultipartReader(const std::string &boundary, PartSink &sink)
-    : delimiter_("\r\n--" + boundary), sink_(sink)
+    : delimiter_("\r\n--" + boundary), sink_(sink), buffer_(kLineEnd)
 {
 }
 
@@ -30,7 +31,7 @@ void MultipartReader::finish()
     if (state_ != State::Closed)
         throw Refusal(400, "the form ends before its closing boundary");
     if (!buffer_.empty() && buffer_ != kLineEnd)
-        throw Refusal(400, "there are bytes behind the closing boundary");
+        throw Refusal(400, kBehind);
 }
 
 /// Returns whether something of the buffer was understood and the rest is worth another look.
@@ -46,18 +47,19 @@ bool MultipartReader::step()
     case State::Body:
         return readBody();
     case State::Closed:
-        return readEnd();
+        break;
     }
+    if (kLineEnd.substr(0, buffer_.size()) != buffer_)
+        throw Refusal(400, kBehind);
     return false;
 }
 
 bool MultipartReader::readBeginning()
 {
-    const auto boundary = std::string_view(delimiter_).substr(kLineEnd.size());
-    const auto known = std::min(buffer_.size(), boundary.size());
-    if (buffer_.compare(0, known, boundary.substr(0, known)) != 0)
+    const auto known = std::min(buffer_.size(), delimiter_.size());
+    if (buffer_.compare(0, known, delimiter_, 0, known) != 0)
         throw Refusal(400, "the form does not begin with the boundary that the content type names");
-    if (known < boundary.size())
+    if (known < delimiter_.size())
         return false;
     drop(known);
     state_ = State::BoundaryLine;
@@ -112,13 +114,6 @@ bool MultipartReader::readBody()
     drop(end + delimiter_.size());
     state_ = State::BoundaryLine;
     return true;
-}
-
-bool MultipartReader::readEnd()
-{
-    if (kLineEnd.substr(0, buffer_.size()) != buffer_)
-        throw Refusal(400, "there are bytes behind the closing boundary");
-    return false;
 }
 
 void MultipartReader::drop(std::size_t bytes)

@@ -46,12 +46,11 @@ private:
     bool readBoundaryLine();
     bool readHeader();
     bool readBody();
-    bool readEnd();
     void drop(std::size_t bytes);
 
     const std::string delimiter_; ///< CR LF, two dashes and the boundary: ends the body of a part
     PartSink &sink_;
     State state_ = State::Beginning;
-    std::string buffer_;       ///< what has come and is not yet understood
+    std::string buffer_;       ///< what has come and is not yet understood; before that, the line end of a delimiter
     std::size_t searched_ = 0; ///< bytes of the buffer in which the end of the header does not begin
 };

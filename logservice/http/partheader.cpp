@@ -4,18 +4,19 @@
 #include "text/quotedtext.h"
 
 #include <algorithm>
-#include <cctype>
+
+#include <strings.h>
 
 namespace {
 
 constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::string_view kDisposition = "Content-Disposition:";
 constexpr std::size_t kMaxBoundaryBytes = 70; // RFC 2046
 
-bool equalsIgnoringCase(std::string_view a, std::string_view b)
+/// Whether \a text begins with \a prefix in letters of either case.
+bool beginsWith(std::string_view text, std::string_view prefix)
 {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-        return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
-    });
+    return text.size() >= prefix.size() && ::strncasecmp(text.data(), prefix.data(), prefix.size()) == 0;
 }
 
 std::string_view trimmed(std::string_view text)
@@ -31,7 +32,7 @@ std::string_view trimmed(std::string_view text)
 bool takeOff(std::string_view &text, std::string_view prefix)
 {
     const auto rest = trimmed(text);
-    if (!equalsIgnoringCase(rest.substr(0, prefix.size()), prefix))
+    if (!beginsWith(rest, prefix))
         return false;
     text = rest.substr(prefix.size());
     return true;
@@ -73,14 +74,13 @@ PartHeader parsePartHeader(std::string_view lines)
         const auto line = lines.substr(0, end);
         lines.remove_prefix(std::min(end + kLineEnd.size(), lines.size()));
 
-        const auto colon = line.find(':');
-        if (colon == 0 || colon == std::string_view::npos)
+        if (const auto colon = line.find(':'); colon == 0 || colon == std::string_view::npos)
             throw Refusal(400, "a part has the malformed header line " + quotedText(line));
-        if (!equalsIgnoringCase(line.substr(0, colon), "Content-Disposition"))
+        if (!beginsWith(line, kDisposition))
             continue;
         if (header)
             throw Refusal(400, "a part has two Content-Disposition headers");
-        header = parseDisposition(trimmed(line.substr(colon + 1)));
+        header = parseDisposition(trimmed(line.substr(kDisposition.size())));
     }
     if (!header)
         throw Refusal(400, "a part has no Content-Disposition header");
@@ -89,8 +89,8 @@ PartHeader parsePartHeader(std::string_view lines)
 
 std::string formBoundary(std::string_view contentType)
 {
-    auto rest = contentType.substr(std::min(contentType.find(';'), contentType.size()));
-    if (!equalsIgnoringCase(trimmed(contentType.substr(0, contentType.size() - rest.size())), "multipart/form-data"))
+    auto rest = contentType;
+    if (!takeOff(rest, "multipart/form-data") || rest.find_first_not_of("; \t") == 0)
         throw Refusal(400, "the content type is " + quotedText(contentType) + ", not multipart/form-data");
     if (!takeOff(rest, ";") || !takeOff(rest, "boundary="))
         throw Refusal(400, "the content type names no boundary");

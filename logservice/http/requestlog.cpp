@@ -3,8 +3,10 @@
 #include "text/quotedtext.h"
 #include "text/timestamp.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 #include <cerrno>
 
@@ -50,7 +52,6 @@ struct RequestLog::Queue
     std::size_t count = 0;
     std::size_t missed = 0; ///< lines that came behind them and found no room
     bool isEnding = false;
-    bool hasEnded = false;
 };
 
 void RequestLog::Queue::run()
@@ -59,7 +60,7 @@ void RequestLog::Queue::run()
     for (;;) {
         changed.wait(lock, [this] { return count > 0 || isEnding; });
         if (count == 0)
-            break;
+            return;
         auto text = std::move(lines);
         if (missed > 0)
             text += lineOf("- " + std::to_string(missed) + " lines are missing here: they were not read in time");
@@ -70,13 +71,13 @@ void RequestLog::Queue::run()
         writeAll(descriptor, text);
         lock.lock();
     }
-    hasEnded = true;
-    changed.notify_all();
 }
 
-RequestLog::RequestLog(int descriptor)
-    : queue_(std::make_shared<Queue>(descriptor)), writer_([queue = queue_] { queue->run(); })
+RequestLog::RequestLog(int descriptor) : queue_(std::make_shared<Queue>(descriptor))
 {
+    std::packaged_task<void()> writer([queue = queue_] { queue->run(); });
+    ended_ = writer.get_future();
+    std::thread(std::move(writer)).detach();
 }
 
 RequestLog::~RequestLog()
@@ -104,17 +105,12 @@ void RequestLog::writeStray(const httplib::Request &request, const Refusal &refu
 
 void RequestLog::end()
 {
-    if (!writer_.joinable())
-        return;
-    std::unique_lock<std::mutex> lock(queue_->mutex);
-    queue_->isEnding = true;
+    {
+        const std::lock_guard<std::mutex> guard(queue_->mutex);
+        queue_->isEnding = true;
+    }
     queue_->changed.notify_all();
-    const bool hasEnded = queue_->changed.wait_for(lock, kEndPatience, [this] { return queue_->hasEnded; });
-    lock.unlock();
-    if (hasEnded)
-        writer_.join();
-    else
-        writer_.detach();
+    ended_.wait_for(kEndPatience);
 }
 
 std::string refusalText(const Refusal &refusal)

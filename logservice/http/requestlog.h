@@ -4,10 +4,9 @@
 
 #include <httplib.h>
 
-#include <chrono>
+#include <future>
 #include <memory>
 #include <string>
-#include <thread>
 
 /// The lines about requests, written by a thread of its own, so that nobody waits for whoever reads them.
 ///
@@ -39,7 +38,7 @@ private:
     struct Queue;
 
     const std::shared_ptr<Queue> queue_; ///< shared with the thread, which may be stuck in writing when this ends
-    std::thread writer_;
+    std::future<void> ended_;            ///< of the thread's work
 };
 
 /// Returns what the lines say of \a refusal.

@@ -4,21 +4,21 @@ namespace {
 
 constexpr auto kNumber = MemberType::WholeNumber;
 
-std::vector<Field> logForm()
+std::vector<Part> logForm()
 {
     return {
-        {"room", "room.txt", Content::Text, {}},
-        {"namespace", "namespace.txt", Content::Text, {}},
-        {"file", "file.bin", Content::File, {}},
+        {"room", "room.txt", Content::Text},
+        {"namespace", "namespace.txt", Content::Text},
+        {"file", "file.bin", Content::File},
     };
 }
 
-std::vector<Field> crashForm()
+std::vector<Part> crashForm()
 {
     return {
         {"base", "base.json", Content::Json, {{"namespace"}, {"nickname"}, {"sdk", kNumber}, {"user_id"}, {"version"}}},
         {"info", "info.json", Content::Json, {{"info", MemberType::Rooms}}},
-        {"file", "file.bin", Content::File, {}},
+        {"file", "file.bin", Content::File},
     };
 }
 
@@ -65,18 +65,20 @@ const std::vector<Endpoint> &endpoints()
 {
     const std::string base = "/logsys/client/v1";
     static const std::vector<Endpoint> table = {
-        {"crash", base + "/crash/upload", Port::Main, crashForm(), "", {}, {"/base/user_id", "/base/nickname"}},
-        {"logfile", base + "/logfile/upload", Port::Main, logForm(), "", {}, {"/room"}},
-        {"producer", "/v1/clientproducer/upload", Port::Main, logForm(), "", {}, {"/room"}},
-        {"uploadrequest", base + "/uploadrequest", Port::Main, logForm(), "", {}, {"/room"}},
+        {"crash", base + "/crash/upload", Port::Main, crashForm(), {"/base/user_id", "/base/nickname"}},
+        {"logfile", base + "/logfile/upload", Port::Main, logForm(), {"/room"}},
+        {"producer", "/v1/clientproducer/upload", Port::Main, logForm(), {"/room"}},
+        {"uploadrequest", base + "/uploadrequest", Port::Main, logForm(), {"/room"}},
         {"error",
          base + "/error/report",
          Port::Main,
-         {},
-         "error.json",
-         errorMembers(),
+         {{"", "error.json", Content::Json, errorMembers()}},
          {"/user_id", "/username", "/room_sdk_id"}},
-        {"report", "/log", Port::Report, {}, "report.json", reportMembers(), {"/UserSid", "/RoomId", "/LogTitle"}},
+        {"report",
+         "/log",
+         Port::Report,
+         {{"", "report.json", Content::Json, reportMembers()}},
+         {"/UserSid", "/RoomId", "/LogTitle"}},
     };
     return table;
 }

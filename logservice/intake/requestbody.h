@@ -1,23 +1,42 @@
 #pragma once
 
-#include <cstddef>
-#include <string>
-#include <string_view>
+#include "http/multipartreader.h"
+#include "intake/endpoints.h"
+#include "store/uploadstore.h"
 
-/// Texts and JSON documents are held in memory, so they are bounded; files are not.
-constexpr std::size_t kMaxTextBytes = std::size_t{8} * 1024 * 1024;
+#include <memory>
+#include <optional>
 
-/// Takes the body of one request as it arrives and stores it.
+/// The body of one request, checked and stored as it arrives: exactly the parts of its endpoint, in their order.
 ///
-/// feed() and finish() throw Refusal for what the endpoint does not take and StoreError when the disk fails; the body
-/// must not be used any more then, and destroying it removes what it has stored.
-class RequestBody
+/// Everything throws Refusal for what the endpoint does not take and StoreError when the disk fails; the body must not
+/// be used any more then. Destroyed before finish(), it leaves nothing stored.
+class RequestBody : private PartSink
 {
 public:
-    virtual ~RequestBody() = default;
+    /// \a contentType is the request's header. \a endpoint and \a record have to outlive the body; the record is filled
+    /// in as the parts come.
+    RequestBody(const Endpoint &endpoint, const std::string &contentType, UploadStore &store, UploadRecord &record);
 
-    virtual void feed(std::string_view bytes) = 0;
+    void feed(std::string_view bytes);
 
     /// To be called behind the last byte. Returns the name under which the upload is stored (Upload::finish()).
-    virtual std::string finish() = 0;
+    std::string finish();
+
+private:
+    void beginPart(const PartHeader &header) override;
+    void partData(std::string_view bytes) override;
+    void endPart() override;
+
+    const Part &part() const { return endpoint_.parts[partIndex_]; }
+    std::string partText() const;
+    void checkName(const std::string &name) const;
+    nlohmann::json value() const;
+
+    const Endpoint &endpoint_;
+    UploadRecord &record_;
+    std::optional<MultipartReader> form_; ///< absent: the body is the part
+    std::unique_ptr<Upload> upload_;
+    std::size_t partIndex_ = 0; ///< of the part that comes, or has to come next
+    std::string text_;          ///< of the part that comes, unless it is a file
 };

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t kMaxTextBytes = 200;
+constexpr std::size_t kMaxValueBytes = 200;
 constexpr std::uint64_t kMaxLimit = 500;
 constexpr std::uint64_t kMaxOffset = std::uint64_t(1) << 62U;
 
@@ -22,8 +22,8 @@ constexpr std::uint64_t kMaxOffset = std::uint64_t(1) << 62U;
 std::string text(const Parameters &parameters, const std::string &name)
 {
     auto value = valueOf(parameters, name);
-    if (value.size() > kMaxTextBytes)
-        throw Refusal(400, name + " is longer than " + std::to_string(kMaxTextBytes) + " bytes");
+    if (value.size() > kMaxValueBytes)
+        throw Refusal(400, name + " is longer than " + std::to_string(kMaxValueBytes) + " bytes");
     return value;
 }
 

@@ -12,7 +12,7 @@ namespace {
 // To be raised with every change of the tables, and of what they are filled with.
 constexpr std::int64_t kVersion = 2;
 
-constexpr std::size_t kMaxTextBytes = 1024; // of what a list shows of one value
+constexpr std::size_t kMaxShownBytes = 1024; // of what a list shows of one value
 constexpr std::size_t kMaxRooms = 100;
 
 // "words" has each three characters in a row. Shorter words it does not have: those stand in "grams", each as
@@ -35,7 +35,7 @@ constexpr std::array<std::string IndexedUpload::*, 9> kTexts = {
 
 std::string shownOf(const std::string &text)
 {
-    return std::string(shortened(text, kMaxTextBytes));
+    return std::string(shortened(text, kMaxShownBytes));
 }
 
 std::string roomsText(const std::vector<Room> &rooms)

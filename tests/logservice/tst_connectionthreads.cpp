@@ -3,14 +3,18 @@
 #include <QtTest/QtTest>
 
 #include <chrono>
+#include <cstdlib>
 #include <future>
 #include <mutex>
+#include <new>
 #include <set>
 #include <thread>
 
 namespace {
 
 constexpr int kPatienceMs = 20000;
+
+thread_local bool hasNoMemory = false;
 
 /// A connection that lasts until it is told to end.
 struct Connection
@@ -35,12 +39,31 @@ struct Connection
 
 } // namespace
 
+void *operator new(std::size_t size)
+{
+    void *const memory = hasNoMemory ? nullptr : std::malloc(size);
+    if (!memory)
+        throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void *memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void *memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+
 class TestConnectionThreads : public QObject
 {
     Q_OBJECT
 
 private slots:
     void holdsUpWhoeverAcceptsWhenAllThreadsAreBusy();
+    void waitsForAThreadWhenThereIsNoMemoryForAnother();
     void startsNoThreadWhileOneIsFree();
 };
 
@@ -70,6 +93,30 @@ void TestConnectionThreads::holdsUpWhoeverAcceptsWhenAllThreadsAreBusy()
     QVERIFY(isHeldUp);
     QVERIFY(isThirdServed);
     QVERIFY(!isCrowdedAtTheEnd);
+}
+
+void TestConnectionThreads::waitsForAThreadWhenThereIsNoMemoryForAnother()
+{
+    Connection first;
+    Connection second;
+    ConnectionThreads threads(2);
+    const auto enqueue = [&threads](std::function<void()> work) {
+        hasNoMemory = true;
+        threads.enqueue(std::move(work));
+        hasNoMemory = false;
+    };
+    enqueue(first.work());
+    QVERIFY(first.waitUntilServed());
+
+    auto accepting = std::async(std::launch::async, [&] { enqueue(second.work()); });
+    const bool isCrowded = QTest::qWaitFor([&] { return threads.isCrowded(); }, kPatienceMs);
+    first.end.set_value();
+    const bool isServed = second.waitUntilServed();
+    second.end.set_value();
+    threads.shutdown();
+    QVERIFY(isCrowded);
+    QVERIFY(isServed);
+    accepting.get();
 }
 
 void TestConnectionThreads::startsNoThreadWhileOneIsFree()

@@ -320,7 +320,7 @@ void TestLogServiceRefusals::survivesBrokenHttp_data()
     QTest::newRow("empty line") << QByteArray("\r\n") << 400;
     QTest::newRow("unknown method") << QByteArray("BREW / HTTP/1.1\r\n\r\n") << 400;
     QTest::newRow("other version") << QByteArray("GET / HTTP/7\r\n\r\n") << 400;
-    QTest::newRow("long request line") << requestHead("POST", "/" + QByteArray(100000, 'x'), "") << 414;
+    QTest::newRow("long request line") << requestHead("POST", "/" + QByteArray(20000, 'x'), "") << 414;
     QTest::newRow("long header") << requestHead("POST", kLogFilePath, "X: " + QByteArray(1000000, 'x') + "\r\n") << 400;
     QTest::newRow("many headers") << requestHead("GET", "/nope", QByteArray("X: y\r\n").repeated(90)) << 404;
     QTest::newRow("too many headers") << requestHead("GET", "/nope", QByteArray("X: y\r\n").repeated(20000)) << 400;

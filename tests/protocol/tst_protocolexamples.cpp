@@ -157,8 +157,8 @@ void TestProtocolExamples::areWhatTheLocalLogServiceTakes()
     QStringList shown;
     for (const Endpoint &endpoint : endpoints()) {
         QStringList parts;
-        for (const Field &field : endpoint.form)
-            parts += QString::fromStdString(field.name);
+        for (const Part &part : endpoint.parts)
+            parts += QString::fromStdString(part.name);
         served += QString::fromStdString(endpoint.path) + QLatin1Char(' ') + parts.join(QLatin1Char(','));
     }
     for (const Example &example : examplesOf(page_)) {
