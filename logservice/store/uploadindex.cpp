@@ -7,6 +7,7 @@
 #include <limits>
 #include <map>
 #include <numeric>
+#include <tuple>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -251,10 +252,12 @@ std::vector<std::size_t> UploadIndex::hits(const UploadQuery &query)
         std::iota(hits.begin(), hits.end(), std::size_t(0));
         return hits;
     }
+    const auto &kinds = keys_.kinds();
+    const auto kind = std::size_t(std::find(kinds.begin(), kinds.end(), query.kind) - kinds.begin());
     for (std::size_t place = 0; place < keys_.size(); ++place) {
         const auto time = keys_.time(place);
         if ((!found || (*found)[static_cast<std::size_t>(keys_.seq(place))]) && time >= since && time <= until &&
-            (query.kind.empty() || keys_.kind(place) == query.kind))
+            (query.kind.empty() || keys_.kindNumber(place) == kind))
             hits.push_back(place);
     }
     return hits;
@@ -262,17 +265,26 @@ std::vector<std::size_t> UploadIndex::hits(const UploadQuery &query)
 
 std::vector<DayCount> UploadIndex::countsByDay(const std::vector<std::size_t> &places, std::size_t days) const
 {
-    std::map<std::int64_t, std::map<std::string, std::uint64_t>> byDay;
+    std::map<std::int64_t, std::vector<std::uint64_t>> byDay;
+    auto ofDay = byDay.end(); // most come on the day of the one before
     for (std::size_t i = 0; days > 0 && i < places.size(); ++i) {
-        if (const auto time = keys_.time(places[i]); time != 0)
-            ++byDay[UploadKeys::dayNumber(time)][keys_.kind(places[i])];
+        const auto day = UploadKeys::dayNumber(keys_.time(places[i]));
+        if (day == 0)
+            continue;
+        if (ofDay == byDay.end() || ofDay->first != day)
+            ofDay = byDay.try_emplace(day, keys_.kinds().size()).first;
+        ++ofDay->second[keys_.kindNumber(places[i])];
     }
     while (byDay.size() > days)
         byDay.erase(byDay.begin());
     std::vector<DayCount> counts;
-    for (const auto &[day, kinds] : byDay) {
-        for (const auto &[kind, count] : kinds)
-            counts.push_back({UploadKeys::dayText(day), kind, count});
+    for (const auto &[day, ofKinds] : byDay) {
+        for (std::size_t kind = 0; kind < ofKinds.size(); ++kind) {
+            if (ofKinds[kind] > 0)
+                counts.push_back({UploadKeys::dayText(day), keys_.kinds()[kind], ofKinds[kind]});
+        }
     }
+    std::sort(counts.begin(), counts.end(),
+              [](const DayCount &a, const DayCount &b) { return std::tie(a.day, a.kind) < std::tie(b.day, b.kind); });
     return counts;
 }

@@ -21,7 +21,9 @@ public:
 
     std::size_t size() const { return keys_.size(); }
     UploadId id(std::size_t place) const;
-    const std::string &kind(std::size_t place) const { return kinds_[keys_[place].kind]; }
+    /// All kinds that there are, and the one at a place as a number of theirs.
+    const std::vector<std::string> &kinds() const { return kinds_; }
+    std::size_t kindNumber(std::size_t place) const { return keys_[place].kind; }
     std::int64_t time(std::size_t place) const { return keys_[place].time; }
     /// Number of the row in the table, from 1 on.
     std::int64_t seq(std::size_t place) const { return keys_[place].seq; }
