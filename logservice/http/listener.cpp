@@ -54,13 +54,13 @@ public:
     /// Returns the port.
     int bind(int port)
     {
-        const bool isBound = port == 0 ? (port = bind_to_any_port(kHost)) > 0 : bind_to_port(kHost, port);
-        if (!isBound)
+        const int bound = port == 0 ? bind_to_any_port(kHost) : bind_to_port(kHost, port) ? port : -1;
+        if (bound < 0)
             throw std::runtime_error("cannot listen on port " + std::to_string(port) + " of " + kHost + ": " +
                                      std::error_code(errno, std::generic_category()).message());
         // The library lets five connections wait; more at a time would be put off by a second and longer.
         ::listen(svr_sock_, SOMAXCONN);
-        return port;
+        return bound;
     }
 
 private:

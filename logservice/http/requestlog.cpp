@@ -75,7 +75,7 @@ void RequestLog::Queue::run()
 
 RequestLog::RequestLog(int descriptor) : queue_(std::make_shared<Queue>(descriptor))
 {
-    std::packaged_task<void()> writer([queue = queue_] { queue->run(); });
+    std::packaged_task<void()> writer([queue = queue_]() noexcept { queue->run(); });
     ended_ = writer.get_future();
     std::thread(std::move(writer)).detach();
 }

@@ -61,10 +61,11 @@ std::string problemOf(const nlohmann::json &document, const std::vector<Member> 
 
 RequestBody::RequestBody(const Endpoint &endpoint, const std::string &contentType, UploadStore &store,
                          UploadRecord &record)
-    : endpoint_(endpoint), record_(record)
+    : endpoint_(endpoint), store_(store), record_(record)
 {
-    if (endpoint.isForm())
-        form_.emplace(formBoundary(contentType), static_cast<PartSink &>(*this));
+    if (!endpoint.isForm())
+        return; // a document is stored when it is known to be one
+    form_.emplace(formBoundary(contentType), static_cast<PartSink &>(*this));
     upload_ = store.begin();
 }
 
@@ -118,6 +119,8 @@ void RequestBody::endPart()
 {
     if (part().content != Content::File) {
         (form_ ? record_.fields[part().name] : record_.fields) = value();
+        if (!upload_)
+            upload_ = store_.begin();
         upload_->beginFile(part().storedAs);
         upload_->write(text_);
         text_.clear();

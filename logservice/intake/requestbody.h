@@ -14,7 +14,7 @@
 class RequestBody : private PartSink
 {
 public:
-    /// \a contentType is the request's header. \a endpoint and \a record have to outlive the body; the record is filled
+    /// \a contentType is the request's header. All but that have to outlive the body; the record is filled
     /// in as the parts come.
     RequestBody(const Endpoint &endpoint, const std::string &contentType, UploadStore &store, UploadRecord &record);
 
@@ -34,6 +34,7 @@ private:
     nlohmann::json value() const;
 
     const Endpoint &endpoint_;
+    UploadStore &store_;
     UploadRecord &record_;
     std::optional<MultipartReader> form_; ///< absent: the body is the part
     std::unique_ptr<Upload> upload_;

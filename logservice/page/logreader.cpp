@@ -14,7 +14,6 @@ constexpr std::size_t kWindowBytes = std::size_t(256) * 1024;
 
 // Longer rows come in pieces of this size, less the rest of a character of UTF-8 that would be cut.
 constexpr std::size_t kMaxRowBytes = std::size_t(64) * 1024;
-constexpr std::size_t kMaxCharacterRest = 3;
 
 constexpr std::string_view kRecordBeginning = "[0000-00-00 00:00:00][";
 constexpr std::size_t kTimeBytes = 19;

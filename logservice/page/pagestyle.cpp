@@ -58,6 +58,7 @@ td[data-label=Place] { min-width: 14rem; }
 figcaption { display: flex; flex-wrap: wrap; justify-content: space-between; color: var(--faint); font-size: .875rem; }
 .legend { display: flex; flex-wrap: wrap; gap: 0 1rem; flex-basis: 100%; }
 .key { width: .8em; height: .8em; }
+.chart rect { fill: var(--faint); }
 .kind-crash { fill: #d55e00; }
 .kind-logfile { fill: #3b82c4; }
 .kind-producer { fill: #7cc7ee; }

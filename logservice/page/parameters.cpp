@@ -47,7 +47,9 @@ std::string time(const Parameters &parameters, const std::string &name, const st
     constexpr std::size_t kMinuteBytes = 16;
     constexpr std::size_t kSecondBytes = 19;
     const auto value = valueOf(parameters, name);
-    auto whole = value.substr(0, value.size() - (value.size() > kMinuteBytes && value.back() == 'Z' ? 1 : 0));
+    const bool isWhole = value.size() == kSecondBytes + 1 && value.back() == 'Z';
+    const bool isMinute = value.size() == kMinuteBytes + 1 && value.back() == 'Z';
+    auto whole = value.substr(0, value.size() - (isWhole || isMinute ? 1 : 0));
     if (whole.size() == kDayBytes || whole.size() == kMinuteBytes || whole.size() == kSecondBytes)
         whole += dayTime.substr(whole.size() - kDayBytes);
     if (!value.empty() && !isUtcTime(whole))

@@ -62,6 +62,8 @@ std::vector<std::int64_t> UploadKeys::erase(const std::vector<UploadId> &ids)
         if (const auto place = placeOf(id); isAt(place, id) && keys_[place].seq != 0)
             seqs.push_back(std::exchange(keys_[place].seq, 0));
     }
+    if (seqs.empty())
+        return seqs;
     // All at once: each would move those behind it.
     const auto isGone = [](const Key &key) { return key.seq == 0; };
     keys_.erase(std::remove_if(keys_.begin(), keys_.end(), isGone), keys_.end());

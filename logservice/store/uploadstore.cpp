@@ -46,8 +46,15 @@ void makeFolder(const fs::path &folder)
         return;
     const auto above = fs::absolute(folder).parent_path();
     makeFolder(above);
-    if (fs::create_directory(folder))
+    if (!fs::create_directory(folder))
+        return;
+    try {
         flushFolder(fs::canonical(above));
+    } catch (const StoreError &) {
+        std::error_code ignored;
+        fs::remove(folder, ignored); // the next start tries it again
+        throw;
+    }
 }
 
 /// What others can put in or take out of \a folder would be followed, overwritten, or shown as an upload.
@@ -223,6 +230,10 @@ fs::path UploadStore::nextIncoming()
 
 void UploadStore::keep(const IndexedUpload &upload, const nlohmann::json &fields)
 {
+    try {
+        index_.add(upload, fields);    // first: whoever removes the upload has to find it there
+    } catch (const std::exception &) { // the upload is stored, and found as soon as the index can be written again
+    }
     std::vector<fs::path> removed;
     std::vector<UploadId> gone;
     if (keep_ > 0) {
@@ -250,9 +261,8 @@ void UploadStore::keep(const IndexedUpload &upload, const nlohmann::json &fields
         fs::remove_all(path, ignored);
     }
     try {
-        index_.add(upload, fields);
         for (const auto &id : gone)
             index_.remove(id);
-    } catch (const std::exception &) { // the upload is stored, and found as soon as the index can be written again
+    } catch (const std::exception &) { // likewise
     }
 }

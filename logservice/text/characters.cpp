@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr std::size_t kMaxCharacterRest = 3; // bytes of a character behind its first one
-
 bool isWithinCharacter(char c)
 {
     return (static_cast<unsigned char>(c) & 0xc0U) == 0x80U;

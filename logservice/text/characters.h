@@ -27,6 +27,9 @@ std::size_t characterBytes(std::string_view text);
 /// How many characters \a text, which is UTF-8, has.
 std::size_t characterCount(std::string_view text);
 
+/// The most bytes that a character has behind its first one: as much less than asked for shortened() may return.
+constexpr std::size_t kMaxCharacterRest = 3;
+
 /// Returns the beginning of \a text up to \a maxBytes bytes, or up to the character that goes beyond them.
 std::string_view shortened(std::string_view text, std::size_t maxBytes);
 

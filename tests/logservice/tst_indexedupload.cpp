@@ -1,4 +1,5 @@
 #include "store/indexedupload.h"
+#include "store/uploadindex.h"
 #include "storedscene.h"
 
 #include <QtTest/QtTest>
@@ -112,6 +113,8 @@ void TestIndexedUpload::survivesDamagedRecords()
     QCOMPARE(upload.time, std::string());
     QVERIFY(!upload.fileName);
     QCOMPARE(int(upload.bytes.value_or(0)), 5);
+    UploadIndex index(scene.path().toStdString());
+    QCOMPARE(int(index.find(UploadQuery()).total), 1);
 }
 
 void TestIndexedUpload::knowsWhatALargeRecordIs_data()

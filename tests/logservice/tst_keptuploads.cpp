@@ -6,12 +6,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <functional>
+#include <utility>
 
 #include <dlfcn.h>
 
 namespace {
 
-std::string unmovable; ///< end of the path that cannot be renamed
+std::string unmovable;               ///< end of the path that cannot be renamed
+std::function<void()> beforeRemoval; ///< called once, when something is about to be removed
 
 QStringList entries(const QString &folder)
 {
@@ -44,6 +47,15 @@ extern "C" int rename(const char *from, const char *to)
     return -1;
 }
 
+/// Likewise.
+extern "C" int unlinkat(int folder, const char *name, int flags)
+{
+    static const auto next = reinterpret_cast<int (*)(int, const char *, int)>(::dlsym(RTLD_NEXT, "unlinkat"));
+    if (const auto call = std::exchange(beforeRemoval, nullptr))
+        call();
+    return next(folder, name, flags);
+}
+
 /// Which uploads go when the newest ones are to stay.
 class TestKeptUploads : public QObject
 {
@@ -53,6 +65,7 @@ private slots:
     void keepsTheNewest();
     void removesLaterWhatCannotBeRenamed();
     void keepsTheNewestBesideOneThatIsNeverRenamed();
+    void listsNoneThatGoesWhileAnotherIsRemoved();
     void leavesFoldersOfOthersAlone();
     void removesNothingBehindALink();
 };
@@ -117,6 +130,26 @@ void TestKeptUploads::keepsTheNewestBesideOneThatIsNeverRenamed()
         ::store(store);
     QCOMPARE(entries(folder.path()), QStringList({named(6), named(7)}));
     QCOMPARE(int(store.index().find(UploadQuery()).storedCount), 2);
+}
+
+void TestKeptUploads::listsNoneThatGoesWhileAnotherIsRemoved()
+{
+    QTemporaryDir folder;
+    UploadStore kept(folder.path().toStdString(), 1);
+    store(kept);
+    // The second has sent the first away; meanwhile a third comes and sends the second away, and somebody looks.
+    int seen = 0;
+    beforeRemoval = [&] {
+        store(kept);
+        seen = int(kept.index().find(UploadQuery()).total);
+    };
+    store(kept);
+    QVERIFY(!beforeRemoval);
+    QVERIFY(seen > 0);
+    QCOMPARE(entries(folder.path()), QStringList{named(3)});
+    const auto found = kept.index().find(UploadQuery());
+    QCOMPARE(int(found.total), 1);
+    QCOMPARE(found.uploads[0].id.text, named(3).toStdString());
 }
 
 void TestKeptUploads::leavesFoldersOfOthersAlone()

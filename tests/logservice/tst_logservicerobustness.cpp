@@ -381,10 +381,12 @@ void TestLogServiceRobustness::servesWhileOthersAreSlow()
     const QByteArray request = post(kLogFilePath, formType(), logForm("slow.log", "bytes"));
     QElapsedTimer whole;
     whole.start();
+    std::vector<qint64> begun;
     const int starts[] = {1, 20, request.indexOf("\r\n\r\n") - 3, request.size() - 20};
     std::vector<std::pair<std::unique_ptr<RawClient>, int>> clients;
     for (int i = 0; i < kClients; ++i) {
         clients.emplace_back(std::make_unique<RawClient>(service_.port()), starts[i % 4]);
+        begun.push_back(whole.elapsed());
         QVERIFY(clients.back().first->send(request.left(clients.back().second)));
     }
     for (int step = 0; step < 3; ++step) {
@@ -396,10 +398,11 @@ void TestLogServiceRobustness::servesWhileOthersAreSlow()
         QVERIFY2(timer.elapsed() < kPatienceMs, QByteArray::number(timer.elapsed()).constData());
     }
     // They are served too, in the end, unless this machine was too busy for the heads to be sent in time.
-    for (auto &client : clients) {
+    for (std::size_t i = 0; i < clients.size(); ++i) {
+        const auto &client = clients[i];
         const bool isInBody = client.second > request.indexOf("\r\n\r\n") + 4;
         const bool isSent = client.first->send(request.mid(client.second));
-        const bool isLate = !isInBody && whole.elapsed() > kHeadMs;
+        const bool isLate = !isInBody && whole.elapsed() - begun[i] > kHeadMs;
         const bool isTaken = isSent && client.first->receiveAnswer().status == 200;
         QVERIFY(isTaken || isLate);
         taken_ += isTaken ? 1 : 0;

@@ -182,6 +182,7 @@ void TestUploadQueries::refusesWhatMakesNoSense_data()
     add("kind=<script>", "kind=\"<script>\" is not one of");
     add("kind=%zz", "kind=\"%zz\" is not one of");
     add("before=../../etc", "before=\"../../etc\" is not the id of an upload");
+    add("since=2026-11-22T09:30:00ZZ", "since=\"2026-11-22T09:30:00ZZ\" is not a day");
     add("before=7", "before=\"7\" is not the id of an upload");
     add("limit=0", "limit=\"0\" is not a number from 1 to 500");
     add("limit=501", "limit=\"501\" is not a number from 1 to 500");
