@@ -46,7 +46,8 @@ struct Reply
     /// Answers with \a bytes as they are, then closes.
     static Reply garbage(const QByteArray &bytes = QByteArrayLiteral("\x01\x02 this is no HTTP \xff\r\n\r\n"));
     /// 200 whose Content-Length promises \a missingBytes more than \a body, then closes. The body comes a moment later:
-    /// Qt sees no error, once in 300 times, when the end of the connection is there before it has looked at the headers.
+    /// Qt sees no error, once in 300 times, when the end of the connection is there before it has looked at the
+    /// headers.
     static Reply cutAnswer(const QByteArray &body, int missingBytes = 10);
     /// Like json(), but \a chunkBytes of the body at a time with \a delayMs before each.
     static Reply drip(const QByteArray &body, int chunkBytes, int delayMs);
